@@ -1,0 +1,34 @@
+# What all targets of this project are compiled with, as the interface target common_log_trace_options. Only an own
+# build sets it up fully: in somebody else's, their flags hold.
+
+if(PROJECT_IS_TOP_LEVEL)
+    if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+        set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+    endif()
+    set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
+    set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+    find_program(CCACHE_PROGRAM ccache)
+    if(CCACHE_PROGRAM)
+        set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+    endif()
+endif()
+
+add_library(common_log_trace_options INTERFACE)
+target_compile_features(common_log_trace_options INTERFACE cxx_std_17)
+if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    # Source paths in records are relative to the repository, whichever folder it was built in.
+    target_compile_options(common_log_trace_options INTERFACE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+    if(PROJECT_IS_TOP_LEVEL)
+        target_compile_options(common_log_trace_options INTERFACE
+            -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+            -Woverloaded-virtual -Wcast-align -Wformat=2 -Wundef)
+        if(COMMON_LOG_TRACE_WARNINGS_AS_ERRORS)
+            target_compile_options(common_log_trace_options INTERFACE -Werror)
+        endif()
+    endif()
+    if(COMMON_LOG_TRACE_SANITIZERS)
+        target_compile_options(common_log_trace_options INTERFACE
+            "-fsanitize=${COMMON_LOG_TRACE_SANITIZERS}" -fno-omit-frame-pointer -fno-sanitize-recover=all)
+        target_link_options(common_log_trace_options INTERFACE "-fsanitize=${COMMON_LOG_TRACE_SANITIZERS}")
+    endif()
+endif()

@@ -1,0 +1,10 @@
+#pragma once
+
+/// Lets the compiler check a printf format against its arguments. Positions count from 1, with the object first in a
+/// member function.
+#if defined(__GNUC__)
+#define COMMON_LOG_PRINTF_FORMAT(formatPosition, firstArgument)                                                        \
+    __attribute__((format(printf, formatPosition, firstArgument)))
+#else
+#define COMMON_LOG_PRINTF_FORMAT(formatPosition, firstArgument)
+#endif

@@ -1,0 +1,26 @@
+#pragma once
+
+/// All that the library exports of `common::log` and `common::log::trace`.
+
+// IWYU pragma: begin_exports
+#include <common/log/argument_pointer.h>
+#include <common/log/clock.h>
+#include <common/log/common_result.h>
+#include <common/log/convert_timestamp.h>
+#include <common/log/file_base_name.h>
+#include <common/log/function_name.h>
+#include <common/log/priority_type.h>
+#include <common/log/send_log.h>
+#include <common/log/snap_name.h>
+#include <common/log/trace/check_and_set_string.h>
+#include <common/log/trace/enabling_state.h>
+#include <common/log/trace/i_log.h>
+#include <common/log/trace/i_log_real_time.h>
+#include <common/log/trace/internal_trace.h>
+#include <common/log/trace/log.h>
+#include <common/log/trace/log_parameters.h>
+#include <common/log/trace/main_diagnosis_code.h>
+#include <common/log/trace/map_results.h>
+#include <common/log/trace/output_hook.h>
+#include <common/log/trace/trace_result.h>
+// IWYU pragma: end_exports
