@@ -1,0 +1,106 @@
+#include "cycle.h"
+
+#include <algorithm>
+#include <cinttypes>
+
+namespace tracehost {
+
+namespace {
+
+/// The longest sleep at a stretch, so that a stop need not wait for a long period.
+constexpr std::chrono::milliseconds kLongestSleep(100);
+
+constexpr std::chrono::seconds kSummaryInterval(1);
+
+} // namespace
+
+Cycle::Cycle(Settings const & settings, TracedUnit & wakeup, TracedUnit & summary)
+    : m_settings(settings), m_wakeup(wakeup), m_summary(summary)
+{
+    m_thread.start([this] {
+        m_begin.get_future().wait();
+        run();
+    });
+}
+
+Cycle::~Cycle()
+{
+    stop();
+    begin();
+}
+
+void Cycle::begin()
+{
+    if (!m_hasBegun) {
+        m_hasBegun = true;
+        m_begin.set_value();
+    }
+}
+
+std::chrono::nanoseconds Cycle::now()
+{
+    timespec time{};
+    (void)::clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::chrono::seconds(time.tv_sec) + Nanoseconds(time.tv_nsec);
+}
+
+void Cycle::run()
+{
+    Nanoseconds const start = now();
+    Nanoseconds deadline = start + m_settings.period;
+    Nanoseconds nextSummary = start + kSummaryInterval;
+    while (sleepUntil(deadline)) {
+        Nanoseconds const lateness = now() - deadline;
+        auto const missed = static_cast<std::uint64_t>(lateness / m_settings.period);
+        m_second.add(lateness);
+        m_total.add(lateness);
+        m_totalMissed += missed;
+        traceLateness(lateness, missed);
+        if (deadline >= nextSummary) {
+            traceSummary();
+            m_second.clear();
+            // Without the seconds of a long period or of a stalled stream, which would all be due now.
+            nextSummary += (deadline - nextSummary) / kSummaryInterval * kSummaryInterval + kSummaryInterval;
+        }
+        deadline += m_settings.period * (static_cast<std::int64_t>(missed) + 1);
+    }
+}
+
+bool Cycle::sleepUntil(Nanoseconds deadline) const
+{
+    while (!m_isStopping.load(std::memory_order_relaxed)) {
+        Nanoseconds const start = now();
+        if (start >= deadline) {
+            return true;
+        }
+        Nanoseconds const wake = std::min<Nanoseconds>(deadline, start + kLongestSleep);
+        timespec const time{static_cast<std::time_t>(wake.count() / 1'000'000'000),
+                            static_cast<long>(wake.count() % 1'000'000'000)};
+        (void)::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr); // interrupted: looks again
+    }
+    return false;
+}
+
+void Cycle::traceLateness(Nanoseconds lateness, std::uint64_t missed)
+{
+    if (missed > 0) {
+        TRACEHOST_TRACE(m_wakeup, Severity::error, "Woke %.1f us late, missed cycles: %" PRIu64, microseconds(lateness),
+                        missed);
+    } else if (lateness > m_settings.errorAbove) {
+        TRACEHOST_TRACE(m_wakeup, Severity::error, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
+                        microseconds(m_settings.errorAbove));
+    } else if (lateness > m_settings.warnAbove) {
+        TRACEHOST_TRACE(m_wakeup, Severity::warning, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
+                        microseconds(m_settings.warnAbove));
+    }
+}
+
+void Cycle::traceSummary()
+{
+    TRACEHOST_TRACE(m_summary, Severity::message,
+                    "cycles %" PRIu64 ", p50 %.1f us, p99 %.1f us, p99.9 %.1f us, worst %.1f us", m_second.count(),
+                    microseconds(m_second.percentile(500)), microseconds(m_second.percentile(990)),
+                    microseconds(m_second.percentile(999)), microseconds(m_second.worst()));
+}
+
+} // namespace tracehost

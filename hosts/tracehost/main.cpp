@@ -1,0 +1,38 @@
+#include "command_line.h"
+#include "descriptor.h"
+#include "host.h"
+
+#include <chrono>
+#include <exception>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kWrongUse = 2;
+
+constexpr std::chrono::seconds kWriteLimit(2);
+
+} // namespace
+
+int main(int argumentCount, char ** arguments)
+{
+    try {
+        tracehost::reserveStandardDescriptors();
+        tracehost::CommandLine const commandLine = tracehost::parseCommandLine(argumentCount, arguments);
+        if (commandLine.options) {
+            return tracehost::runHost(*commandLine.options);
+        }
+        if (!commandLine.error.empty()) {
+            (void)tracehost::writeWithin(STDERR_FILENO, commandLine.error + "\n", kWriteLimit);
+            return kWrongUse;
+        }
+        return tracehost::writeWithin(STDOUT_FILENO, commandLine.output, kWriteLimit) ? kDone : kFailed;
+    } catch (std::exception const & failure) {
+        std::string const text = std::string("tracehost: ") + failure.what() + "\n";
+        (void)tracehost::writeWithin(STDERR_FILENO, text, kWriteLimit);
+        return kFailed;
+    }
+}

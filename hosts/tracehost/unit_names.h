@@ -1,0 +1,10 @@
+#pragma once
+
+namespace tracehost {
+
+inline constexpr char const * kCycleWakeup = "cycle.wakeup";
+inline constexpr char const * kCycleSummary = "cycle.summary";
+inline constexpr char const * kHostStart = "host.start";
+inline constexpr char const * kInputStdin = "input.stdin";
+
+} // namespace tracehost
