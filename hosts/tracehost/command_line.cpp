@@ -54,20 +54,17 @@ constexpr char const * kFooter =
     throw CLI::ValidationError(option, text);
 }
 
-nanoseconds durationOf(std::string const & option, std::string const & text)
+/// Within both limits.
+nanoseconds durationOf(std::string const & option, std::string const & text, nanoseconds least, nanoseconds most)
 {
     std::optional<nanoseconds> const duration = parseDuration(text);
     if (!duration) {
         refuse(option, "'" + text + "' is not a whole number with one of the units ns, us, ms, s, m, h");
     }
-    return *duration;
-}
-
-void requireWithin(std::string const & option, nanoseconds value, nanoseconds least, nanoseconds most)
-{
-    if (value < least || value > most) {
-        refuse(option, durationText(value) + " is not between " + durationText(least) + " and " + durationText(most));
+    if (*duration < least || *duration > most) {
+        refuse(option, "'" + text + "' is not between " + durationText(least) + " and " + durationText(most));
     }
+    return *duration;
 }
 
 CLI::Option * addDuration(CLI::App & app, std::string const & name, nanoseconds & target, nanoseconds least,
@@ -75,12 +72,7 @@ CLI::Option * addDuration(CLI::App & app, std::string const & name, nanoseconds 
 {
     return app
         .add_option_function<std::string>(
-            name,
-            [=, &target](std::string const & value) {
-                target = durationOf(name, value);
-                requireWithin(name, target, least, most);
-            },
-            text)
+            name, [=, &target](std::string const & value) { target = durationOf(name, value, least, most); }, text)
         ->type_name("DURATION")
         ->default_str(durationText(target));
 }
@@ -155,10 +147,8 @@ void addDurationOfRun(CLI::App & app, Options & options)
     app.add_option_function<std::string>(
            "--duration",
            [&options](std::string const & text) {
-               options.duration = text == "0" ? nanoseconds(0) : durationOf("--duration", text);
-               if (options.duration != nanoseconds(0)) {
-                   requireWithin("--duration", options.duration, kShortestDuration, kLongestDuration);
-               }
+               options.duration =
+                   text == "0" ? nanoseconds(0) : durationOf("--duration", text, kShortestDuration, kLongestDuration);
            },
            "Length of the run; 0 for ever")
         ->type_name("DURATION")

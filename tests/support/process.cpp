@@ -5,7 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
@@ -130,7 +130,8 @@ bool Process::waitForErrors(std::string const & text)
 int Process::wait()
 {
     if (m_child > 0) {
-        int const handle = ::pidfd_open(m_child, 0);
+        // Not by the function of that name, whose declaration has C++ linkage in some versions of the C library.
+        int const handle = static_cast<int>(::syscall(SYS_pidfd_open, m_child, 0));
         pollfd ended{handle, POLLIN, 0};
         bool const hasEnded = ::poll(&ended, 1, static_cast<int>(std::chrono::milliseconds(kLongWait).count())) > 0;
         (void)::close(handle);

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "support/process.h"
+#include "support/record.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace tracehost::test {
+
+using common::log::test::Process;
+using common::log::test::Record;
+
+using Arguments = std::vector<std::string>;
+
+/// The command of the program, without a real-time priority, which would let the tests slow each other down, and
+/// without an end unless `arguments` give one.
+inline Arguments hostCommand(Arguments const & arguments)
+{
+    Arguments command{TRACEHOST_PROGRAM, "--priority", "0"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    if (std::find(arguments.begin(), arguments.end(), "--duration") == arguments.end()) {
+        command.insert(command.end(), {"--duration", "0"});
+    }
+    return command;
+}
+
+/// The same behind a shell that redirects the streams first.
+inline Arguments redirectedHost(std::string const & redirections, Arguments const & arguments)
+{
+    Arguments command{"/bin/sh", "-c", "exec \"$@\" " + redirections, "sh"};
+    Arguments const host = hostCommand(arguments);
+    command.insert(command.end(), host.begin(), host.end());
+    return command;
+}
+
+/// Units that trace on their own, switched off, so that what is traced depends on the input alone.
+inline Arguments inputsOnly(Arguments arguments = {})
+{
+    arguments.insert(arguments.end(), {"--state", "cycle.*=-"});
+    return arguments;
+}
+
+/// What stands in the closing summary behind `name`. Fails the test where it does not stand there.
+inline std::uint64_t summaryValue(std::string const & output, std::string const & name)
+{
+    std::smatch match;
+    std::regex const pattern("(^|[ \\n])" + std::regex_replace(name, std::regex("\\."), "\\.") + ":? ([0-9]+)");
+    if (!std::regex_search(output, match, pattern)) {
+        ADD_FAILURE() << "no " << name << " in: " << output;
+        return ~std::uint64_t{0};
+    }
+    return std::stoull(match[2]);
+}
+
+inline std::vector<Record> recordsOf(std::string const & errors, std::string const & unitName)
+{
+    std::vector<Record> records = common::log::test::parseRecords(errors);
+    auto const isOther = [&](Record const & record) { return record.unitName != unitName; };
+    records.erase(std::remove_if(records.begin(), records.end(), isOther), records.end());
+    return records;
+}
+
+inline std::vector<std::string> messagesOf(std::string const & errors, std::string const & unitName)
+{
+    std::vector<std::string> messages;
+    for (Record const & record : recordsOf(errors, unitName)) {
+        messages.push_back(record.message);
+    }
+    return messages;
+}
+
+/// What stands in the last record of the start: from there on the inputs are read.
+constexpr char const * kStarted = "Version ";
+
+} // namespace tracehost::test

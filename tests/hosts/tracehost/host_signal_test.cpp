@@ -1,0 +1,92 @@
+#include "host_process.h"
+
+#include <csignal>
+
+namespace tracehost::test {
+namespace {
+
+using testing::AnyOf;
+
+/// More records than the pipe of a reader that has stopped takes.
+std::string floodOfLines()
+{
+    std::string text;
+    for (int line = 0; line < 4000; ++line) {
+        text += std::to_string(line) + "\n";
+    }
+    return text;
+}
+
+class HostEnd : public testing::TestWithParam<int>
+{
+};
+
+TEST_P(HostEnd, IsOrderlyByASignal)
+{
+    Process host(hostCommand({}));
+    ASSERT_TRUE(host.waitForErrors(kStarted));
+    host.send(GetParam());
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_THAT(host.output(), testing::HasSubstr("lateness in us: p50 "));
+}
+
+TEST_P(HostEnd, IsAtOnceByASecondSignal)
+{
+    Process host(hostCommand(inputsOnly()));
+    ASSERT_TRUE(host.waitForErrors(kStarted));
+    host.setErrorReader(Process::Reader::stalls);
+    host.write(floodOfLines());
+    host.send(GetParam());
+    host.send(GetParam() == SIGINT ? SIGTERM : SIGINT);
+    EXPECT_THAT(host.wait(), AnyOf(128 + SIGINT, 128 + SIGTERM)); // whichever was taken first
+    EXPECT_EQ(host.output(), "");
+}
+
+TEST_P(HostEnd, DoesNotDependOnTheReaderOfTheRecords)
+{
+    Process host(hostCommand(inputsOnly()));
+    ASSERT_TRUE(host.waitForErrors(kStarted));
+    host.setErrorReader(Process::Reader::stalls);
+    host.write(floodOfLines());
+    host.send(GetParam());
+    EXPECT_EQ(host.wait(), 0);
+    std::uint64_t const written = summaryValue(host.output(), "written");
+    EXPECT_GE(summaryValue(host.output(), "lost"), 1U);
+    EXPECT_EQ(written + summaryValue(host.output(), "lost"), summaryValue(host.output(), "messages"));
+    // What counts as written has got through, whole; behind it stands the start of a lost one.
+    std::vector<std::string> const lines = common::log::test::splitLines(host.errors());
+    ASSERT_GT(lines.size(), written - 1);
+    EXPECT_EQ(common::log::test::parseRecord(lines[written - 1]).message, std::to_string(written - 2));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signal, HostEnd, testing::Values(SIGTERM, SIGINT),
+                         [](auto const & tested) { return tested.param == SIGTERM ? "SIGTERM" : "SIGINT"; });
+
+TEST(HostSignal, OutlivesSighupWithoutFiles)
+{
+    Process host(hostCommand(inputsOnly()));
+    ASSERT_TRUE(host.waitForErrors(kStarted));
+    host.send(SIGHUP);
+    host.send(SIGHUP);
+    host.write("still here\n");
+    ASSERT_TRUE(host.waitForErrors("|still here"));
+    host.send(SIGTERM);
+    EXPECT_EQ(host.wait(), 0);
+}
+
+TEST(HostSignal, CountsWhatNobodyReads)
+{
+    Process host(hostCommand(inputsOnly()));
+    ASSERT_TRUE(host.waitForErrors(kStarted));
+    host.setErrorReader(Process::Reader::closes);
+    host.write("1\n2\n3\n");
+    host.closeInput();
+    host.send(SIGTERM);
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_EQ(summaryValue(host.output(), "lost"), 3U);
+    EXPECT_EQ(summaryValue(host.output(), "messages"), 4U);
+    EXPECT_EQ(summaryValue(host.output(), "lines of input.stdin"), 3U);
+}
+
+} // namespace
+} // namespace tracehost::test
