@@ -9,7 +9,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
-TOOLS = ["bash", "cat", "chmod", "dirname", "env", "find", "flock", "grep", "mkdir", "nproc", "readlink", "rm", "sed",
+TOOLS = ["awk", "bash", "cat", "chmod", "dirname", "env", "find", "flock", "grep", "mkdir", "nproc", "readlink", "rm", "sed",
          "xargs"]
 
 # Each call of a fake is a line of the file "calls".
