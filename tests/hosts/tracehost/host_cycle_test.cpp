@@ -76,8 +76,10 @@ TEST(HostCycle, GoesOnWithoutTheRightToRealTime)
     if (::geteuid() == 0) {
         command.insert(command.end(), {"setpriv", "--bounding-set=-sys_nice,-ipc_lock"});
     }
-    command.insert(command.end(), {TRACEHOST_PROGRAM, "--priority", "42", "--duration", "10ms"});
+    command.insert(command.end(), {TRACEHOST_PROGRAM, "--priority", "42", "--duration", "0", "--warn-above", "0us"});
     Process host(command);
+    ASSERT_TRUE(host.waitForErrors("|Woke ")) << host.errors();
+    host.send(SIGTERM);
     EXPECT_EQ(host.wait(), 0);
     std::vector<Record> const records = recordsOf(host.errors(), "host.start");
     ASSERT_EQ(records.size(), 2U) << host.errors();

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <iostream>
 #include <streambuf>
 #include <thread>
@@ -60,14 +61,18 @@ TEST(TracedUnit, CountsALossAndGoesOn)
 TEST(TracedUnit, WritesWholeRecordsFromManyThreads)
 {
     constexpr int kThreads = 4;
-    constexpr int kRecords = 500;
+    constexpr int kRecords = 2000;
     StreamCapture stream;
     RecordAccount account;
     std::vector<std::thread> threads;
+    std::atomic<int> ready{0};
     TracedUnit loud("loud", "part", kAll, account);
     TracedUnit quiet("quiet", "part", EnablingState{false, false, true}, account);
     for (int thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&] {
+            ++ready;
+            while (ready < kThreads) { // so that none is done before the last begins
+            }
             for (int record = 0; record < kRecords; ++record) {
                 traceNumber(loud, Severity::message, record);
                 traceNumber(quiet, Severity::warning, record);
