@@ -19,9 +19,9 @@ namespace tracehost {
 
 namespace {
 
-/// What the threads have after the end of the run to trace what is still there. Longer than that waits only who waits
-/// for the reader of the error stream.
-constexpr std::chrono::seconds kEndLimit(3);
+/// At the end of the run, what is there by then is still traced. Only who gets no record out for this long waits for a
+/// reader of the error stream that has stopped, and is interrupted.
+constexpr std::chrono::seconds kStallLimit(3);
 
 constexpr std::chrono::milliseconds kInterruptInterval(10);
 
@@ -56,21 +56,28 @@ void waitForEnd(Signals const & signals, std::chrono::nanoseconds duration, Inpu
     }
 }
 
-void endThreads(std::vector<HostThread *> const & threads, Cycle & cycle, Inputs & inputs)
+void endThreads(std::vector<HostThread *> const & threads, Cycle & cycle, Inputs & inputs,
+                RecordAccount const & account)
 {
-    auto const limit = std::chrono::steady_clock::now() + kEndLimit;
     cycle.stop();
     inputs.stop();
-    for (HostThread const * const thread : threads) {
-        auto const left = std::chrono::ceil<std::chrono::milliseconds>(limit - std::chrono::steady_clock::now());
-        (void)thread->waitFor(std::max(left, std::chrono::milliseconds(0)));
-    }
-    inputs.abandon();
-    // All of them in turn: whichever holds the stream keeps the others waiting.
+    std::uint64_t calls = account.counts().calls();
+    auto lastProgress = std::chrono::steady_clock::now();
+    bool isStalled = false;
     auto const hasEnded = [](HostThread const * thread) { return thread->waitFor(kInterruptInterval); };
     while (!std::all_of(threads.begin(), threads.end(), hasEnded)) {
-        for (HostThread * const thread : threads) {
-            thread->interrupt();
+        auto const now = std::chrono::steady_clock::now();
+        if (std::uint64_t const callsByNow = account.counts().calls(); callsByNow != calls) {
+            calls = callsByNow;
+            lastProgress = now;
+        }
+        isStalled = isStalled || now - lastProgress > kStallLimit;
+        if (isStalled) {
+            inputs.abandon();
+            // All of them: whichever holds the stream keeps the others waiting.
+            for (HostThread * const thread : threads) {
+                thread->interrupt();
+            }
         }
     }
 }
@@ -116,7 +123,7 @@ int runHost(Options const & options)
         cycle.begin();
         waitForEnd(signals, options.duration, inputs);
         signals.endAtOnce();
-        endThreads({&starter, &inputs.thread(), &cycle.thread()}, cycle, inputs);
+        endThreads({&starter, &inputs.thread(), &cycle.thread()}, cycle, inputs, account);
     }
     std::string const summary = summaryText(cycle.lateness(), cycle.missed(), account.counts(), inputs.lines());
     return writeSummary(summary) ? 0 : 1;

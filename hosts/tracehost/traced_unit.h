@@ -34,6 +34,7 @@ struct RecordCounts
     std::uint64_t cut = 0;  ///< bore a shortened text
     std::uint64_t lost = 0; ///< the stream took not all of the record, or the text could not be formatted
 
+    std::uint64_t calls() const { return messages + warnings + errors + switchedOff; }
     std::uint64_t written() const { return messages + warnings + errors - lost; }
 };
 

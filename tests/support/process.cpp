@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -16,6 +17,9 @@ namespace {
 
 /// How soon a change of the reader takes effect.
 constexpr int kGatherIntervalMilliseconds = 10;
+
+/// What a pipe may have left that takes no further record.
+constexpr int kFullMargin = 4096;
 
 struct Pipe
 {
@@ -104,6 +108,12 @@ void Process::setErrorReader(Reader reader)
     }
 }
 
+bool Process::waitUntilErrorsAreStalled()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_hasChanged.wait_for(lock, kLongWait, [this] { return m_isErrorPipeFull; });
+}
+
 std::string Process::output() const
 {
     std::lock_guard<std::mutex> const lock(m_mutex);
@@ -166,6 +176,12 @@ void Process::gather()
     while (m_streams[0] >= 0 || m_streams[1] >= 0) {
         if (m_errorReader == Reader::closes) {
             closeOnce(m_streams[1]);
+            m_hasChanged.notify_all();
+        }
+        if (int waitingBytes = 0; m_errorReader == Reader::stalls && m_streams[1] >= 0 &&
+                                  ::ioctl(m_streams[1], FIONREAD, &waitingBytes) == 0) {
+            // Less than a record is left. Only whole pages are refilled, so that it need not be all.
+            m_isErrorPipeFull = waitingBytes + kFullMargin >= ::fcntl(m_streams[1], F_GETPIPE_SZ);
             m_hasChanged.notify_all();
         }
         pollfd waiting[2]{{m_streams[0], POLLIN, 0}, {m_errorReader == Reader::reads ? m_streams[1] : -1, POLLIN, 0}};

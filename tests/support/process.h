@@ -38,6 +38,9 @@ public:
     };
     void setErrorReader(Reader reader);
 
+    /// With a reader that stalls: whether the child had no room left in the pipe before `kLongWait` had passed.
+    bool waitUntilErrorsAreStalled();
+
     std::string output() const;
     std::string errors() const;
 
@@ -57,10 +60,11 @@ private:
     pid_t m_child = -1;
     int m_status = -1;
     int m_input = -1;
-    int m_streams[2]{-1, -1}; ///< of the gathering thread only: output, errors
+    int m_streams[2]{-1, -1}; ///< output, errors
     mutable std::mutex m_mutex;
     std::condition_variable m_hasChanged;
     std::string m_texts[2];
+    bool m_isErrorPipeFull = false;
     Reader m_errorReader = Reader::reads;
     std::thread m_gatherer;
 };
