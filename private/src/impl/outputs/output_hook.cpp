@@ -30,7 +30,7 @@ void outputMessageLog(OutputType type, char const * format, ...)
 
 void outputFunction(char const * prefix, int line, char const * functionName, char const * format, ...)
 {
-    char text[200];
+    char text[200] = ""; // a text that cannot be formatted is empty, whatever the C library leaves behind
     std::va_list arguments;
     va_start(arguments, format);
     (void)std::vsnprintf(text, sizeof text, format, arguments); // a cut is not reported here
