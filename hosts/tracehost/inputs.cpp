@@ -62,7 +62,7 @@ void Inputs::stop()
 void Inputs::wakeUp() const
 {
     std::uint64_t const one = 1;
-    (void)!::write(m_wakeUp.number(), &one, sizeof one); // fails only where it is awake already
+    [[maybe_unused]] ssize_t const size = ::write(m_wakeUp.number(), &one, sizeof one); // fails only where it is awake
 }
 
 std::vector<Inputs::LineCount> Inputs::lines() const
@@ -110,7 +110,7 @@ void Inputs::waitForInput(int timeoutMilliseconds)
     m_isStandardInputReady = isReady && waiting[1].revents != 0;
     if (isReady && waiting[0].revents != 0) {
         std::uint64_t count = 0;
-        (void)!::read(m_wakeUp.number(), &count, sizeof count);
+        [[maybe_unused]] ssize_t const size = ::read(m_wakeUp.number(), &count, sizeof count);
     }
 }
 

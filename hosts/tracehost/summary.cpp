@@ -32,7 +32,7 @@ bool isStandardOutputErrorStream()
 std::string summaryText(LatenessHistogram const & lateness, std::uint64_t missedCycles, RecordCounts const & records,
                         std::vector<Inputs::LineCount> const & lines)
 {
-    std::array<char, 768> buffer;
+    std::array<char, 768> buffer{};
     (void)std::snprintf(
         buffer.data(), buffer.size(),
         "cycles: %" PRIu64 ", missed: %" PRIu64 "\n"

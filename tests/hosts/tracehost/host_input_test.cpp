@@ -104,8 +104,8 @@ TEST(HostInput, TracesWhatWasSentAheadOfTheEnd)
     EXPECT_EQ(host.wait(), 0);
     std::vector<std::string> twice = expected;
     twice.insert(twice.end(), expected.begin(), expected.end());
-    twice.push_back("no end");
-    expected.push_back("no end");
+    twice.emplace_back("no end");
+    expected.emplace_back("no end");
     EXPECT_THAT(messagesOf(host.errors(), "input.stdin"), ElementsAreArray(twice));
     EXPECT_THAT(messagesOf(host.errors(), "input.app_log"), ElementsAreArray(expected));
 }

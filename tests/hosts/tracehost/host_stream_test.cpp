@@ -32,7 +32,13 @@ INSTANTIATE_TEST_SUITE_P(Redirected, HostStreams,
                          testing::Values(StreamCase{"<&-", 0, true, 0}, StreamCase{"</dev/null", 0, true, 0},
                                          StreamCase{">&-", 1, false, 0}, StreamCase{">/dev/full", 1, false, 0},
                                          StreamCase{"2>&-", 0, true, 1}, StreamCase{"2>/dev/full", 0, true, 1},
-                                         StreamCase{"<&- 2>&-", 0, true, 1}, StreamCase{"<&- >&- 2>&-", 1, false, 0}));
+                                         StreamCase{"<&- 2>&-", 0, true, 1}, StreamCase{"<&- >&- 2>&-", 1, false, 0}),
+                         [](auto const & tested) {
+                             std::string name = tested.param.redirections;
+                             std::replace(name.begin(), name.end(), '<', 'I');
+                             std::replace(name.begin(), name.end(), '>', 'O');
+                             return caseName(tested.index, {name});
+                         });
 
 TEST(HostStreamsTogether, KeepTheSummaryOffTheLastRecord)
 {

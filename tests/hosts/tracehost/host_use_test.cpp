@@ -59,7 +59,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "--follow: 'x/a_b' makes a unit that exists already: input.a_b"},
         UseCase{{"--state", "cycle.*"}, "--state: 'cycle.*' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
         UseCase{{"--state", "cycle.*=x"}, "--state: 'cycle.*=x' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
-        UseCase{{"--state", "axis.*=m"}, "--state: no unit matches 'axis.*'"}));
+        UseCase{{"--state", "axis.*=m"}, "--state: no unit matches 'axis.*'"}),
+    [](auto const & tested) { return caseName(tested.index, tested.param.arguments); });
 
 TEST(HostUse, ShowsHelpAndVersionOnStandardOutput)
 {

@@ -20,7 +20,7 @@ namespace {
 using namespace common::log::trace;
 
 // Past the compiler's check of the format, for formats that nobody may read.
-void (*const outputUnchecked)(OutputType, char const *, ...) = outputMessageLog;
+void (*const kOutputUnchecked)(OutputType, char const *, ...) = outputMessageLog;
 
 /// Of one call: the user data, the kind, the place of the format, and the text that the arguments give.
 using HookCall = std::tuple<std::vector<int> *, std::uint32_t, void const *, std::string>;
@@ -40,8 +40,8 @@ TEST(OutputHook, IsEmptyAtFirstAndThenNoFormatIsTouched)
     StreamCapture const stream;
     EXPECT_EQ(g_logHookFunc, nullptr);
     EXPECT_EQ(g_logUserData, nullptr);
-    outputUnchecked(OutputType{}, reinterpret_cast<char const *>(1), 7);
-    outputUnchecked(OutputType{}, nullptr);
+    kOutputUnchecked(OutputType{}, reinterpret_cast<char const *>(1), 7);
+    kOutputUnchecked(OutputType{}, nullptr);
     EXPECT_EQ(stream.text(), "");
 }
 
