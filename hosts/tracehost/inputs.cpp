@@ -5,7 +5,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
@@ -131,7 +130,7 @@ void Inputs::readStandardInput()
     m_splitter.finish(tracerOf(m_standardInput.front()));
     if (size < 0) {
         TRACEHOST_TRACE(m_standardInput.front().unit, Severity::error, "Cannot read standard input: %s",
-                        std::strerror(error));
+                        std::generic_category().message(error).c_str());
     }
 }
 

@@ -32,7 +32,7 @@ std::string bufferOf(timespec const & timestamp, std::uint16_t textSize)
     return buffer;
 }
 
-std::string textOf(timespec const & timestamp) { return bufferOf(timestamp, 64).c_str(); }
+std::string textOf(timespec const & timestamp) { return bufferOf(timestamp, 64).data(); } // up to its terminator
 
 TEST(TimestampText, IsUtcOrEmpty)
 {

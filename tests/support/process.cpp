@@ -84,7 +84,7 @@ Process::~Process()
     }
 }
 
-void Process::write(std::string_view text)
+void Process::write(std::string_view text) const
 {
     while (!text.empty()) {
         ssize_t const written = ::write(m_input, text.data(), text.size());

@@ -24,7 +24,7 @@ public:
     Process & operator=(Process const &) = delete;
     ~Process();
 
-    void write(std::string_view text);
+    void write(std::string_view text) const;
     void closeInput();
     void send(int signal) const;
 
