@@ -1,0 +1,361 @@
+// The thread layer on Linux, with its C library, on a PC. CMake takes this file or its sibling for another system.
+
+#include "posix_stop.h"
+#include "posix_thread.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <vector>
+
+namespace common_zep {
+namespace {
+
+/// The threads that are not released yet, by handle. Never destroyed: destructors of static objects may still use it.
+class ThreadTable
+{
+public:
+    /// @param handle  set ahead of the start
+    /// @param start   starts the thread, and tells whether that succeeded; otherwise nothing is added
+    template <class Start>
+    bool add(std::shared_ptr<Thread> const & thread, std::uint64_t & handle, Start const & start)
+    {
+        // The lock is held over the start, so that whoever gets the handle from the new thread finds it complete.
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        m_threads.emplace(m_lastHandle + 1, thread);
+        handle = ++m_lastHandle;
+        if (start()) {
+            return true;
+        }
+        m_threads.erase(handle);
+        handle = 0;
+        return false;
+    }
+
+    std::shared_ptr<Thread> find(std::uint64_t handle)
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        auto const found = m_threads.find(handle);
+        return found == m_threads.end() ? nullptr : found->second;
+    }
+
+    /// @return whether the caller is the one who releases the thread
+    bool remove(std::uint64_t handle)
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        return m_threads.erase(handle) != 0;
+    }
+
+private:
+    std::mutex m_mutex;
+    std::uint64_t m_lastHandle = 0;
+    std::map<std::uint64_t, std::shared_ptr<Thread>> m_threads;
+};
+
+ThreadTable & threads()
+{
+    static ThreadTable & table = *new ThreadTable;
+    return table;
+}
+
+/// Tells the end of a thread. The first of its thread-local objects, so its destructor runs behind all others.
+struct EndOfThread
+{
+    EndOfThread() = default;
+    EndOfThread(EndOfThread const &) = delete;
+    EndOfThread & operator=(EndOfThread const &) = delete;
+    ~EndOfThread()
+    {
+        thread->stage.store(Stage::gone, std::memory_order_relaxed);
+        setState(*thread, State::ended);
+    }
+
+    Thread * thread = nullptr;
+};
+thread_local EndOfThread t_endOfThread;
+
+void * runThread(void * argument)
+{
+    Thread & thread = *static_cast<Thread *>(argument);
+    t_endOfThread.thread = &thread;
+    t_current = &thread;
+    if (thread.name[0] != '\0') {
+        pthread_setname_np(pthread_self(), thread.name);
+    }
+    thread.systemId.store(gettid(), std::memory_order_relaxed);
+    // A delete comes back here. No exception is caught: it ends the process with the stack of its origin.
+    if (sigsetjmp(thread.wayOut, 1) == 0) {
+        thread.stage.store(Stage::inEntry, std::memory_order_relaxed);
+        runEntry(thread);
+    }
+    thread.stage.store(Stage::leaving, std::memory_order_relaxed);
+    return nullptr;
+}
+
+/// The affinity of the process's main thread. The size of the set grows until the system's number of cores fits.
+bool getProcessCores(std::vector<cpu_set_t> & set)
+{
+    for (std::size_t count = 1; count <= 64; count *= 2) {
+        set.assign(count, cpu_set_t{});
+        if (sched_getaffinity(getpid(), count * sizeof(cpu_set_t), set.data()) == 0) {
+            return true;
+        }
+        if (errno != EINVAL) {
+            return false;
+        }
+    }
+    return false;
+}
+
+int visitThreadLocals(dl_phdr_info * object, std::size_t, void * argument)
+{
+    for (unsigned i = 0; i < object->dlpi_phnum; ++i) {
+        ElfW(Phdr) const & segment = object->dlpi_phdr[i];
+        if (segment.p_type == PT_TLS) {
+            *static_cast<std::size_t *>(argument) += segment.p_memsz + segment.p_align;
+        }
+    }
+    return 0;
+}
+
+/// The size to ask the system for, so that the entry finds `asked` bytes.
+std::size_t stackSizeFor(std::uint32_t asked)
+{
+    constexpr std::size_t kLayerBytes = 32768; // our frames, and the walk through frames inside the signal handler
+    std::size_t threadLocals = 0;              // lie on the stack as well
+    dl_iterate_phdr(&visitThreadLocals, &threadLocals);
+    long const systemMinimum = sysconf(_SC_THREAD_STACK_MIN); // with the frame of a signal
+    long const page = sysconf(_SC_PAGESIZE);
+    std::size_t const pageSize = page > 0 ? static_cast<std::size_t>(page) : 4096;
+    std::size_t const size = std::size_t{asked} + kLayerBytes + threadLocals + ZEP_SANITIZER_STACK_BYTES +
+                             static_cast<std::size_t>(std::max(systemMinimum, long{PTHREAD_STACK_MIN}));
+    return (size + pageSize - 1) / pageSize * pageSize;
+}
+
+/// The properties of a thread that is to be started.
+class Attributes
+{
+public:
+    Attributes() { m_isValid = pthread_attr_init(&m_attributes) == 0; }
+    Attributes(Attributes const &) = delete;
+    Attributes & operator=(Attributes const &) = delete;
+    ~Attributes()
+    {
+        if (m_isValid) {
+            pthread_attr_destroy(&m_attributes);
+        }
+    }
+
+    bool setStackSize(std::uint32_t asked)
+    {
+        return m_isValid && (asked == 0 || pthread_attr_setstacksize(&m_attributes, stackSizeFor(asked)) == 0);
+    }
+
+    /// What arrives from outside belongs to the host's own threads.
+    bool blockSignals()
+    {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (int const own : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT, stopSignal()}) {
+            sigdelset(&blocked, own);
+        }
+        return m_isValid && pthread_attr_setsigmask_np(&m_attributes, &blocked) == 0;
+    }
+
+    bool setCores(std::uint64_t cores)
+    {
+        cpu_set_t set = {};
+        for (unsigned core = 0; core < 64; ++core) {
+            if ((cores >> core & 1) != 0) {
+                CPU_SET(core, &set);
+            }
+        }
+        return m_isValid && pthread_attr_setaffinity_np(&m_attributes, sizeof(set), &set) == 0;
+    }
+
+    /// Explicitly also for the default policy: a new thread would inherit the creator's otherwise.
+    bool setPolicy(int policy, int level)
+    {
+        sched_param parameter = {};
+        parameter.sched_priority = level;
+        return m_isValid && pthread_attr_setinheritsched(&m_attributes, PTHREAD_EXPLICIT_SCHED) == 0 &&
+               pthread_attr_setschedpolicy(&m_attributes, policy) == 0 &&
+               pthread_attr_setschedparam(&m_attributes, &parameter) == 0;
+    }
+
+    bool start(Thread & thread) const { return pthread_create(&thread.id, &m_attributes, &runThread, &thread) == 0; }
+
+private:
+    pthread_attr_t m_attributes = {};
+    bool m_isValid = false;
+};
+
+bool startThread(Thread & thread, Attributes & attributes, std::uint32_t priority)
+{
+    if (priority != 0) {
+        int const highest = sched_get_priority_max(SCHED_FIFO);
+        int const level = priority < static_cast<std::uint32_t>(highest) ? static_cast<int>(priority) : highest;
+        if (attributes.setPolicy(SCHED_FIFO, level) && attributes.start(thread)) {
+            return true;
+        }
+    }
+    return attributes.setPolicy(SCHED_OTHER, 0) && attributes.start(thread);
+}
+
+std::uint32_t create(std::uint64_t & handle, std::shared_ptr<Thread> const & thread, std::uint32_t priority,
+                     std::uint32_t stackSize, std::uint64_t cores)
+{
+    Attributes attributes;
+    if (!attributes.setStackSize(stackSize) || !attributes.blockSignals()) {
+        return ZEP_START_REFUSED;
+    }
+    if (cores != 0) {
+        std::uint64_t usable = 0;
+        std::uint32_t const status = ZEP_eThreadGetUsableCores(&usable);
+        if (status != ZEP_OK) {
+            return status;
+        }
+        if ((cores & usable) == 0) {
+            return ZEP_NO_USABLE_CORE;
+        }
+        if (!attributes.setCores(cores & usable)) {
+            return ZEP_START_REFUSED;
+        }
+    }
+    bool const isStarted = threads().add(thread, handle, [&] { return startThread(*thread, attributes, priority); });
+    return isStarted ? ZEP_OK : ZEP_START_REFUSED;
+}
+
+/// @param thread  receives the thread of the handle
+std::uint32_t findThread(std::uint64_t handle, std::shared_ptr<Thread> & thread)
+{
+    if (handle == 0) {
+        return ZEP_NO_THREAD;
+    }
+    thread = threads().find(handle);
+    if (thread == nullptr) {
+        return ZEP_UNKNOWN_THREAD;
+    }
+    return thread.get() == t_current ? ZEP_OWN_THREAD : ZEP_OK;
+}
+
+std::uint32_t statusOf(Thread const & thread)
+{
+    return thread.state.load(std::memory_order_acquire) == State::stopped ? ZEP_STOPPED_IN_PLACE : ZEP_OK;
+}
+
+/// Gives back what the system holds for a thread that runs no more.
+std::uint32_t release(Thread const & thread)
+{
+    std::uint32_t const status = statusOf(thread);
+    if (status == ZEP_STOPPED_IN_PLACE) {
+        pthread_detach(thread.id); // its stack stays, a join would wait for ever
+    } else {
+        pthread_join(thread.id, nullptr);
+    }
+    return status;
+}
+
+} // namespace
+} // namespace common_zep
+
+using namespace common_zep;
+
+std::uint32_t ZEP_eThreadGetUsableCores(std::uint64_t * cores)
+{
+    if (cores == nullptr) {
+        return ZEP_INVALID_ARGUMENT;
+    }
+    try {
+        std::vector<cpu_set_t> set;
+        if (!getProcessCores(set)) {
+            return ZEP_CORES_NOT_AVAILABLE;
+        }
+        std::uint64_t usable = 0;
+        for (unsigned core = 0; core < 64; ++core) {
+            usable |= std::uint64_t{CPU_ISSET(core, set.data()) != 0} << core;
+        }
+        *cores = usable;
+        return ZEP_OK;
+    } catch (std::bad_alloc const &) {
+        return ZEP_CORES_NOT_AVAILABLE;
+    }
+}
+
+std::uint32_t ZEP_eThreadCreate(std::uint64_t * handle, char const * name, ZEP_ThreadEntry entry, void * argument,
+                                std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores, bool /*reserved*/)
+{
+    if (handle == nullptr) {
+        return ZEP_INVALID_ARGUMENT;
+    }
+    *handle = 0;
+    if (entry == nullptr) {
+        return ZEP_INVALID_ARGUMENT;
+    }
+    try {
+        auto const thread = std::make_shared<Thread>();
+        thread->entry = entry;
+        thread->argument = argument;
+        std::strncpy(thread->name, name == nullptr ? "" : name, sizeof(thread->name) - 1);
+        return create(*handle, thread, priority, stackSize, cores);
+    } catch (std::bad_alloc const &) {
+        return ZEP_START_REFUSED;
+    }
+}
+
+std::uint32_t ZEP_eThreadJoin(std::uint64_t handle, std::uint32_t timeoutMilliseconds, std::uint32_t * exitCode)
+{
+    std::shared_ptr<Thread> thread;
+    std::uint32_t const status = findThread(handle, thread);
+    if (status != ZEP_OK) {
+        return status;
+    }
+    // The system's own join with a time-out would take the thread's object away; this one can be repeated.
+    timespec const deadline = monotonicTimeIn(timeoutMilliseconds * kMillisecond);
+    if (!waitForEnd(*thread, &deadline)) {
+        return ZEP_TIMED_OUT;
+    }
+    if (thread->isBeingDeleted.load()) {
+        return ZEP_UNKNOWN_THREAD; // it did not return from its entry, so there is no exit code
+    }
+    if (statusOf(*thread) != ZEP_OK) {
+        return statusOf(*thread);
+    }
+    if (exitCode != nullptr) {
+        *exitCode = thread->exitCode;
+    }
+    return ZEP_OK;
+}
+
+std::uint32_t ZEP_eThreadDelete(std::uint64_t handle)
+{
+    std::shared_ptr<Thread> thread;
+    std::uint32_t const status = findThread(handle, thread);
+    if (status != ZEP_OK) {
+        return status;
+    }
+    if (thread->isBeingDeleted.exchange(true)) {
+        return ZEP_BUSY;
+    }
+    if (!stopThread(*thread)) {
+        thread->isBeingDeleted.store(false);
+        return ZEP_STILL_RUNS;
+    }
+    // A cleanup that waited for the thread may have been quicker.
+    return threads().remove(handle) ? release(*thread) : statusOf(*thread);
+}
+
+std::uint32_t ZEP_eThreadCleanup(std::uint64_t handle)
+{
+    std::shared_ptr<Thread> thread;
+    std::uint32_t const status = findThread(handle, thread);
+    if (status != ZEP_OK) {
+        return status;
+    }
+    // Without bound: as long as the thread runs, the caller may not free what it uses.
+    waitForEnd(*thread, nullptr);
+    return threads().remove(handle) ? release(*thread) : ZEP_UNKNOWN_THREAD;
+}

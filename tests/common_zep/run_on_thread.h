@@ -1,0 +1,46 @@
+#pragma once
+
+#include <common_zep/thread.h>
+
+#include <cstdint>
+#include <functional>
+#include <gtest/gtest.h>
+
+namespace common_zep::test {
+
+using Work = std::function<std::uint32_t()>;
+
+inline std::uint32_t runWork(void * argument) { return (*static_cast<Work *>(argument))(); }
+
+struct Options
+{
+    char const * name = "zep.test";
+    std::uint32_t priority = 0;
+    std::uint32_t stackSize = 65536;
+    std::uint64_t cores = 0;
+};
+
+inline std::uint64_t start(Work & work, Options const & options = {})
+{
+    std::uint64_t handle = 0;
+    EXPECT_EQ(ZEP_eThreadCreate(&handle, options.name, &runWork, &work, options.priority, options.stackSize,
+                                options.cores, false),
+              ZEP_OK);
+    return handle;
+}
+
+inline std::uint32_t joinAndCleanUp(std::uint64_t handle)
+{
+    std::uint32_t exitCode = 0;
+    EXPECT_EQ(ZEP_eThreadJoin(handle, 60000, &exitCode), ZEP_OK);
+    EXPECT_EQ(ZEP_eThreadCleanup(handle), ZEP_OK);
+    return exitCode;
+}
+
+/// Runs the work on a thread of the layer until it has ended.
+inline std::uint32_t runOnThread(Work work, Options const & options = {})
+{
+    return joinAndCleanUp(start(work, options));
+}
+
+} // namespace common_zep::test
