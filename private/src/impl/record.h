@@ -32,6 +32,26 @@ private:
     char m_text[kSize];
 };
 
+/// The code and the line of a record as texts.
+class RecordNumbers
+{
+public:
+    RecordNumbers(unsigned int mainDiagnosisCode, unsigned int line) noexcept;
+
+    char const * code() const noexcept { return m_code; }
+    /// Empty for line 0.
+    char const * line() const noexcept { return m_line; }
+
+private:
+    static constexpr unsigned int kSize = 12;
+
+    char m_code[kSize];
+    char m_line[kSize];
+};
+
+/// What every record passes to the sink as its identifier.
+constexpr char const * kIdentifier = "velmont_trace";
+
 /// Writes a record on the calling thread, as all units do that do not queue.
 ///
 /// @param result  what the unit has found so far; returned unless the sink fails

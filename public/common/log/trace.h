@@ -13,7 +13,9 @@
 #include <common/log/send_log.h>
 #include <common/log/snap_name.h>
 #include <common/log/trace/check_and_set_string.h>
+#include <common/log/trace/data_of_queue.h>
 #include <common/log/trace/enabling_state.h>
+#include <common/log/trace/handler.h>
 #include <common/log/trace/i_log.h>
 #include <common/log/trace/i_log_real_time.h>
 #include <common/log/trace/internal_trace.h>

@@ -9,14 +9,15 @@
 
 namespace common::log::trace {
 
-void copyTruncated(char * destination, std::size_t destinationSize, char const * source) noexcept
+std::size_t copyTruncated(char * destination, std::size_t destinationSize, char const * source) noexcept
 {
-    if (destinationSize == 0) {
-        return;
+    std::size_t const length = std::strlen(source);
+    if (destinationSize != 0) {
+        std::size_t const copied = std::min(length, destinationSize - 1);
+        std::memcpy(destination, source, copied);
+        destination[copied] = '\0';
     }
-    std::size_t const length = std::min(std::strlen(source), destinationSize - 1);
-    std::memcpy(destination, source, length);
-    destination[length] = '\0';
+    return length;
 }
 
 void checkAndSetString(char * destination, char const * source, unsigned short destinationSize, TraceResult & result)
@@ -24,8 +25,7 @@ void checkAndSetString(char * destination, char const * source, unsigned short d
     if (source == nullptr) {
         return;
     }
-    copyTruncated(destination, destinationSize, source);
-    std::size_t const length = std::strlen(source);
+    std::size_t const length = copyTruncated(destination, destinationSize, source);
     if (length + 1 <= destinationSize) {
         return;
     }

@@ -5,7 +5,9 @@
 namespace common::log::trace {
 
 /// Copies as much of `source` as fits, always terminated; with a size of 0 nothing is written. Neither is null.
-void copyTruncated(char * destination, std::size_t destinationSize, char const * source) noexcept;
+///
+/// @return the length of `source`
+std::size_t copyTruncated(char * destination, std::size_t destinationSize, char const * source) noexcept;
 
 /// `text`, or the empty text for null.
 inline char const * emptyForNull(char const * text) noexcept { return text != nullptr ? text : ""; }
