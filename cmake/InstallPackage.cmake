@@ -4,6 +4,9 @@ include(CMakePackageConfigHelpers)
 
 set(packageFolder "${CMAKE_INSTALL_LIBDIR}/cmake/common_log_trace")
 
+if(TARGET host)
+    list(APPEND COMMON_LOG_TRACE_INSTALLED_TARGETS host)
+endif()
 install(TARGETS ${COMMON_LOG_TRACE_INSTALLED_TARGETS} EXPORT common_log_trace
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"

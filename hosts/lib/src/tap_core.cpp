@@ -1,0 +1,252 @@
+#include "tap_core.h"
+
+#include "descriptor.h"
+
+#include <algorithm>
+#include <exception>
+#include <new>
+#include <utility>
+
+namespace common::log::host {
+
+namespace {
+
+// A text goes out in the third pass that sees it, which is between 60 and 90 ms after its first insertion. A shorter
+// time would more often cut a record whose thread was only preempted.
+constexpr std::chrono::milliseconds kSweepPeriod{30};
+constexpr unsigned kSweepPasses = 3;
+
+// Owners of the last line beside the threads, which count from 1.
+constexpr std::uint64_t kAnybody = ~std::uint64_t{0}; // the line has its end
+constexpr std::uint64_t kNobody = 0;                  // it is a record, to which nothing belongs any more
+
+thread_local bool t_isInSink = false;
+
+std::uint64_t nextId()
+{
+    static std::atomic<std::uint64_t> lastId{0};
+    return ++lastId;
+}
+
+bool isBlank(std::string_view text) { return text.find_first_not_of('\n') == std::string_view::npos; }
+
+RecordTapOptions corrected(RecordTapOptions options)
+{
+    options.limitBytes = std::max<std::size_t>(options.limitBytes, 1);
+    return options;
+}
+
+} // namespace
+
+TapCore::TapCore(RecordTapOptions options, Process process)
+    : m_id(nextId()), m_options(corrected(std::move(options))), m_holdsOffPipeSignal(isPipeSignalDeadly()),
+      m_leftovers(addThread()), m_lineOwner(kAnybody)
+{
+    t_isInSink = false; // a sink forked, in spite of its contract
+    if (process == Process::host) {
+        m_sweeper = std::make_unique<QuietThread>("RecordTap", [this] { sweepUntilClosed(); });
+    }
+}
+
+TapCore::~TapCore() { endSweep(); }
+
+std::shared_ptr<ThreadText> TapCore::addThread()
+{
+    std::lock_guard<std::mutex> const lock(m_threadsMutex);
+    m_threads.push_back(std::make_shared<ThreadText>(++m_lastThread));
+    return m_threads.back();
+}
+
+void TapCore::removeThread(std::shared_ptr<ThreadText> const & thread)
+{
+    {
+        std::lock_guard<std::mutex> const lock(thread->mutex);
+        putOut(*thread, RecordEnd::threadEnd);
+    }
+    std::lock_guard<std::mutex> const lock(m_threadsMutex);
+    m_threads.erase(std::remove(m_threads.begin(), m_threads.end(), thread), m_threads.end());
+}
+
+void TapCore::append(ThreadText & thread, std::string_view text)
+{
+    std::lock_guard<std::mutex> const lock(thread.mutex);
+    if (!text.empty() && text.front() == '\n') {
+        if (thread.isFlushOwed && !isBlank(thread.view())) {
+            putOut(thread, RecordEnd::nextLine);
+        }
+        if (thread.isEmpty()) {
+            thread.isFlushOwed = false;
+            thread.isContinued = false;
+        }
+    }
+    try {
+        while (!text.empty()) {
+            if (thread.view().size() >= m_options.limitBytes) {
+                putOut(thread, RecordEnd::limit);
+            }
+            std::string_view const part = text.substr(0, m_options.limitBytes - thread.view().size());
+            thread.buffer.append(part);
+            text.remove_prefix(part.size());
+        }
+    } catch (std::bad_alloc const &) {
+        countDroppedText(); // let through, it would switch the stream off for good
+    }
+}
+
+void TapCore::flush(ThreadText & thread)
+{
+    std::lock_guard<std::mutex> const lock(thread.mutex);
+    if (thread.isEmpty()) {
+        return;
+    }
+    if (isBlank(thread.view())) {
+        thread.isFlushOwed = true;
+        return;
+    }
+    putOut(thread, RecordEnd::flush);
+}
+
+/// With the thread's mutex held. Leaves the thread's buffer empty, whatever became of the record.
+void TapCore::putOut(ThreadText & thread, RecordEnd end)
+{
+    if (thread.isEmpty()) {
+        return;
+    }
+    if (!thread.isContinued) {
+        thread.beganWithLineEnd = thread.view().front() == '\n';
+        count(m_oversized, end == RecordEnd::limit ? 1 : 0);
+    }
+    {
+        std::lock_guard<std::mutex> const lock(m_outputMutex);
+        if (!isBlank(thread.view())) {
+            handOver(thread.view(), end);
+        }
+        writeOut(thread, end);
+    }
+    thread.buffer.resize(1);
+    thread.passes = 0;
+    thread.isContinued = end == RecordEnd::limit || end == RecordEnd::sweep;
+    // What the sweep brings out of a line whose flush was put off may be its beginning only.
+    thread.isFlushOwed = thread.isFlushOwed && thread.isContinued;
+}
+
+void TapCore::handOver(std::string_view record, RecordEnd end)
+{
+    count(m_records);
+    TappedRecord const tapped{++m_lastRecord, record, end};
+    t_isInSink = true;
+    for (RecordSink const & sink : m_options.sinks) {
+        try {
+            sink(tapped);
+        } catch (std::exception const &) {
+            count(m_sinkFailures);
+        }
+    }
+    t_isInSink = false;
+}
+
+bool TapCore::needsLineEndAhead(ThreadText const & thread) const
+{
+    return thread.view().front() != '\n' && m_lineOwner != kAnybody && m_lineOwner != thread.number;
+}
+
+void TapCore::writeOut(ThreadText & thread, RecordEnd end)
+{
+    std::string_view const record = thread.view();
+    bool const hasLineEndAhead = needsLineEndAhead(thread);
+    std::string_view const text = hasLineEndAhead ? std::string_view(thread.buffer) : record;
+    // Once one record has waited in vain, the following do not wait until the reader takes something again: else each
+    // thread would stand here for the waits of all the others.
+    auto const patience = m_isStalled ? std::chrono::milliseconds(0) : m_options.patience;
+    WriteOutcome const outcome = writeWhole(m_options.descriptor, text, patience, m_holdsOffPipeSignal);
+    m_isStalled = outcome.loss == Loss::readerStalled;
+    count(m_bytes, outcome.written);
+    count(m_lineEnds, hasLineEndAhead && outcome.written > 0 ? 1 : 0);
+    if (!isBlank(record)) {
+        count(outcome.loss ? m_lost[static_cast<std::size_t>(*outcome.loss)] : m_written);
+    }
+    if (outcome.written == 0) {
+        return;
+    }
+    if (text[outcome.written - 1] == '\n') {
+        m_lineOwner = kAnybody;
+    } else if (outcome.loss || (end == RecordEnd::flush && thread.beganWithLineEnd)) {
+        m_lineOwner = kNobody;
+    } else {
+        m_lineOwner = thread.number;
+    }
+}
+
+std::vector<std::shared_ptr<ThreadText>> TapCore::threads()
+{
+    std::lock_guard<std::mutex> const lock(m_threadsMutex);
+    return m_threads;
+}
+
+void TapCore::sweepUntilClosed()
+{
+    std::unique_lock<std::mutex> lock(m_closingMutex);
+    while (!m_closing.wait_for(lock, kSweepPeriod, [this] { return m_isClosing; })) {
+        lock.unlock();
+        sweep();
+        lock.lock();
+    }
+}
+
+void TapCore::sweep()
+try {
+    for (std::shared_ptr<ThreadText> const & thread : threads()) {
+        std::lock_guard<std::mutex> const lock(thread->mutex);
+        if (!thread->isEmpty() && ++thread->passes >= kSweepPasses) {
+            count(m_sweeps);
+            putOut(*thread, RecordEnd::sweep);
+        }
+    }
+} catch (std::bad_alloc const &) {
+    // No memory for the list: the next pass tries again.
+}
+
+void TapCore::endSweep()
+{
+    {
+        std::lock_guard<std::mutex> const lock(m_closingMutex);
+        m_isClosing = true;
+    }
+    m_closing.notify_one();
+    m_sweeper.reset();
+}
+
+void TapCore::close()
+{
+    endSweep();
+    std::vector<std::shared_ptr<ThreadText>> last;
+    {
+        std::lock_guard<std::mutex> const lock(m_threadsMutex);
+        last.swap(m_threads); // a copy could fail
+    }
+    for (std::shared_ptr<ThreadText> const & thread : last) {
+        std::lock_guard<std::mutex> const lock(thread->mutex);
+        putOut(*thread, RecordEnd::removal);
+    }
+}
+
+RecordTapAccount TapCore::account() const
+{
+    RecordTapAccount account;
+    account.records = m_records.load(std::memory_order_relaxed);
+    account.written = m_written.load(std::memory_order_relaxed);
+    for (std::size_t reason = 0; reason < kLossReasons; ++reason) {
+        account.lost[reason] = m_lost[reason].load(std::memory_order_relaxed);
+    }
+    account.bytes = m_bytes.load(std::memory_order_relaxed);
+    account.oversized = m_oversized.load(std::memory_order_relaxed);
+    account.sweeps = m_sweeps.load(std::memory_order_relaxed);
+    account.lineEnds = m_lineEnds.load(std::memory_order_relaxed);
+    account.sinkFailures = m_sinkFailures.load(std::memory_order_relaxed);
+    account.droppedTexts = m_droppedTexts.load(std::memory_order_relaxed);
+    return account;
+}
+
+bool TapCore::isInSink() { return t_isInSink; }
+
+} // namespace common::log::host
