@@ -33,6 +33,7 @@ constexpr FatalSignal kFatalSignals[] = {{SIGSEGV, "SIGSEGV", true},  {SIGBUS, "
 constexpr std::size_t kFatalSignalCount = sizeof kFatalSignals / sizeof kFatalSignals[0];
 constexpr std::size_t kLeastStackBytes = 64 * 1024;
 constexpr std::chrono::milliseconds kLongestPause{200};
+constexpr std::chrono::milliseconds kSecondThreadsWait{2000};
 
 // All that the handler reads. Written only while none of the handlers is in place.
 char g_program[32];
@@ -122,7 +123,7 @@ extern "C" void handleFatalSignal(int signal, siginfo_t * information, void * co
     writeLine(kFatalSignals[index], *information, thread);
     if (first != 0) {
         // The first thread ends the process. If its previous handler should get away instead, this one is not held up.
-        sleepFor(2 * kLongestPause);
+        sleepFor(kSecondThreadsWait);
         dieOf(signal, *information, thread);
         return;
     }

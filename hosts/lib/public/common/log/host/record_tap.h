@@ -41,7 +41,7 @@ using RecordSink = std::function<void(TappedRecord const &)>;
 struct RecordTapOptions
 {
     int descriptor = 2; ///< stays its owner's, and stays open until the tap is taken off
-    std::vector<RecordSink> sinks;
+    std::vector<RecordSink> sinks{};
     std::size_t limitBytes = 65536; ///< a longer record goes out in pieces of this size; at least 1
     std::chrono::milliseconds patience{
         100}; ///< wait for a full non-blocking descriptor, anew whenever it took something

@@ -1,0 +1,203 @@
+#include "tap_support.h"
+
+#include <common/log/host/fatal_signals.h>
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+#include <thread>
+
+#include <pthread.h>
+#include <sys/resource.h>
+
+namespace common::log::host::test {
+
+namespace {
+
+using testing::ContainsRegex;
+using testing::HasSubstr;
+using testing::KilledBySignal;
+
+struct Fault
+{
+    char const * name;
+    int signal;
+    void (*commit)();
+    char const * line;
+};
+
+void readNowhere()
+{
+    auto * volatile nowhere = reinterpret_cast<int volatile *>(0x10); // null would be found by a sanitizer
+    *nowhere = 1;
+}
+
+Fault const kFaults[] = {
+    {"SegmentationFault", SIGSEGV, readNowhere, "fatal signal SIGSEGV \\(11\\) at 0x0000000000000010 in thread "},
+    {"Abort", SIGABRT, [] { std::abort(); }, "fatal signal SIGABRT \\(6\\) from process [0-9]+ in thread "},
+    {"BusErrorFromOutside", SIGBUS, [] { (void)std::raise(SIGBUS); },
+     "fatal signal SIGBUS \\(7\\) from process [0-9]+ in thread "},
+    {"IllegalInstruction", SIGILL, [] { (void)std::raise(SIGILL); }, "fatal signal SIGILL \\(4\\)"},
+    {"ArithmeticError", SIGFPE, [] { (void)std::raise(SIGFPE); }, "fatal signal SIGFPE \\(8\\)"},
+    {"SystemCall", SIGSYS, [] { (void)std::raise(SIGSYS); }, "fatal signal SIGSYS \\(31\\)"}};
+
+/// In the child of a death test: default actions (a sanitizer has its own), and no core file.
+void becomePlain()
+{
+    for (Fault const & fault : kFaults) {
+        (void)std::signal(fault.signal, SIG_DFL);
+    }
+    rlimit const none{0, 0};
+    (void)::setrlimit(RLIMIT_CORE, &none);
+    ::alarm(60); // one that does not die of its signal dies of this one
+}
+
+/// Runs a body on a thread with this name, and waits for ever.
+void runAs(char const * threadName, void (*body)())
+{
+    std::thread thread([=] {
+        (void)pthread_setname_np(pthread_self(), threadName);
+        body();
+    });
+    thread.join();
+}
+
+/// Traces until the process ends, as the worker of a Handler does while it drains.
+void keepTracing()
+{
+    static std::atomic<bool> hasBegun{false};
+    std::thread([] {
+        for (;;) {
+            sendRecord("drained");
+            hasBegun = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }).detach();
+    while (!hasBegun) {
+        std::this_thread::yield();
+    }
+}
+
+class FatalSignalsTest : public testing::TestWithParam<Fault>
+{
+protected:
+    // The child runs from the start of the program: it has no threads of this one, and may have its own.
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+using FatalSignalsDeathTest = FatalSignalsTest;
+
+} // namespace
+
+TEST_P(FatalSignalsDeathTest, WriteALineLetOthersDrainAndDieOfTheSignal)
+{
+    auto const dieWithTap = [] {
+        becomePlain();
+        RecordTap const tap;
+        FatalSignals const signals({"tracehost"});
+        keepTracing();
+        (void)pthread_setname_np(pthread_self(), "main");
+        GetParam().commit();
+    };
+    EXPECT_EXIT(dieWithTap(), KilledBySignal(GetParam().signal),
+                AllOf(ContainsRegex("\ntracehost: " + std::string(GetParam().line)),
+                      ContainsRegex("fatal signal [^\n]* in thread main \\([0-9]+\\)\n[^\n]*\\|drained")));
+}
+
+TEST_P(FatalSignalsDeathTest, TakeTheFaultOfAnyThread)
+{
+    auto const dieElsewhere = [] {
+        becomePlain();
+        FatalSignals const signals({"tracehost"});
+        runAs("elsewhere", GetParam().commit);
+    };
+    EXPECT_EXIT(dieElsewhere(), KilledBySignal(GetParam().signal), ContainsRegex(" in thread elsewhere \\([0-9]+\\)"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Signal, FatalSignalsDeathTest, testing::ValuesIn(kFaults),
+                         [](auto const & test) { return test.param.name; });
+
+namespace {
+
+class FatalSignalsChainDeathTest : public FatalSignalsTest
+{
+};
+
+int overflowStack(int volatile * from)
+{
+    int volatile here[1024] = {*from};
+    return *from == 0 ? 0 : overflowStack(here) + here[7];
+}
+
+void sayPrevious(int) { (void)!::write(2, "\nprevious handler", 17); }
+
+} // namespace
+
+TEST_F(FatalSignalsChainDeathTest, GoesThroughThePreviousHandlerOnce)
+{
+    auto const die = [] {
+        becomePlain();
+        (void)std::signal(SIGSEGV, sayPrevious);
+        FatalSignals const signals;
+        readNowhere();
+    };
+    EXPECT_EXIT(die(), KilledBySignal(SIGSEGV), ContainsRegex("^\nhost: fatal signal [^\n]*\nprevious handler$"));
+}
+
+TEST_F(FatalSignalsChainDeathTest, EndsAtOnceWhenThePreviousHandlerAborts)
+{
+    auto const die = [] {
+        becomePlain();
+        (void)std::signal(SIGSEGV, [](int) { std::abort(); });
+        FatalSignals const signals;
+        readNowhere();
+    };
+    EXPECT_EXIT(die(), KilledBySignal(SIGABRT), HasSubstr("SIGSEGV"));
+}
+
+TEST_F(FatalSignalsChainDeathTest, DiesOfTheFirstWhenTwoThreadsFault)
+{
+    auto const die = [] {
+        becomePlain();
+        Channel const lines = Channel::pipe();
+        FatalSignals const signals({"tracehost", lines.writer()});
+        std::thread second([&] {
+            std::string const first = lines.next();
+            (void)!::write(2, first.data(), first.size());
+            (void)std::raise(SIGFPE);
+        });
+        readNowhere();
+        second.join();
+    };
+    EXPECT_EXIT(die(), KilledBySignal(SIGSEGV), HasSubstr("SIGSEGV"));
+}
+
+TEST_F(FatalSignalsChainDeathTest, HasAStackWhereTheThreadsOwnIsUsedUp)
+{
+    auto const die = [] {
+        becomePlain();
+        FatalSignals const signals;
+        int volatile from = 1;
+        std::exit(overflowStack(&from));
+    };
+    EXPECT_EXIT(die(), KilledBySignal(SIGSEGV), HasSubstr("fatal signal SIGSEGV"));
+}
+
+TEST(FatalSignals, GiveBackWhatWasThereBefore)
+{
+    void (*const before)(int) = std::signal(SIGFPE, sayPrevious);
+    (void)std::signal(SIGILL, SIG_IGN);
+    {
+        FatalSignals const signals;
+        EXPECT_THROW(FatalSignals(), std::logic_error);
+        EXPECT_EQ(std::signal(SIGILL, SIG_DFL), SIG_IGN) << "an ignored signal stays ignored";
+        (void)std::signal(SIGSYS, sayPrevious);
+    }
+    EXPECT_EQ(std::signal(SIGFPE, before), sayPrevious);
+    EXPECT_EQ(std::signal(SIGSYS, SIG_DFL), sayPrevious) << "somebody else's handler on top stays";
+    FatalSignals const again;
+}
+
+} // namespace common::log::host::test

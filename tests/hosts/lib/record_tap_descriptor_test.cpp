@@ -1,0 +1,174 @@
+#include "tap_support.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <thread>
+
+#include <pthread.h>
+
+namespace common::log::host::test {
+
+namespace {
+
+using testing::EndsWith;
+
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kDefersSignals = true; // up to the end of the blocked call, which they interrupt all the same
+#else
+constexpr bool kDefersSignals = false;
+#endif
+
+/// Fills a non-blocking pipe to the last byte.
+void fill(int descriptor)
+{
+    std::string const filling(4096, '.');
+    while (::write(descriptor, filling.data(), filling.size()) > 0) {
+    }
+    while (::write(descriptor, filling.data(), 1) > 0) {
+    }
+}
+
+/// A terminal whose other side has hung up: every write is an input/output error.
+int openHungUpTerminal()
+{
+    int const controller = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    (void)::grantpt(controller);
+    (void)::unlockpt(controller);
+    int const terminal = ::open(::ptsname(controller), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    (void)::close(controller);
+    return terminal;
+}
+
+struct FailingDescriptor
+{
+    char const * name;
+    Loss loss;
+    std::function<int(Channel &)> make; ///< -1 for the pipe's writer
+};
+
+class RecordTapLoss : public testing::TestWithParam<FailingDescriptor>
+{
+};
+
+} // namespace
+
+TEST_P(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
+{
+    Channel pipe = Channel::pipe(O_NONBLOCK);
+    int const own = GetParam().make(pipe);
+    Collector collector;
+    {
+        RecordTap tap({own >= 0 ? own : pipe.writer(), {collector.sink()}, 65536, std::chrono::milliseconds(20)});
+        sendRecord("one");
+        sendRecord("two");
+        RecordTapAccount const account = tap.account();
+        EXPECT_EQ(account.lostFor(GetParam().loss), 2u);
+        EXPECT_EQ(account.records, 2u);
+        EXPECT_EQ(account.written, 0u);
+        EXPECT_EQ(account.bytes, 0u);
+    }
+    EXPECT_EQ(collector.entries().size(), 2u);
+    EXPECT_TRUE(std::cerr.good());
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+    if (own >= 0) {
+        (void)::close(own);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Reason, RecordTapLoss,
+                         testing::Values(FailingDescriptor{"ReaderGone", Loss::readerGone,
+                                                           [](Channel & pipe) {
+                                                               pipe.closeReader();
+                                                               return -1;
+                                                           }},
+                                         FailingDescriptor{"ReaderStalled", Loss::readerStalled,
+                                                           [](Channel & pipe) {
+                                                               fill(pipe.writer());
+                                                               return -1;
+                                                           }},
+                                         FailingDescriptor{"NoSpace", Loss::noSpace,
+                                                           [](Channel &) { return ::open("/dev/full", O_WRONLY); }},
+                                         FailingDescriptor{"InputOutput", Loss::inputOutput,
+                                                           [](Channel &) { return openHungUpTerminal(); }},
+                                         FailingDescriptor{"BadDescriptor", Loss::badDescriptor,
+                                                           [](Channel &) { return ::open("/dev/null", O_RDONLY); }}),
+                         [](auto const & test) { return test.param.name; });
+
+TEST(RecordTapDescriptor, GoesOnWhenAStalledReaderComesBack)
+{
+    Channel pipe = Channel::pipe(O_NONBLOCK);
+    fill(pipe.writer());
+    RecordTap const tap({pipe.writer(), {}, 65536, std::chrono::milliseconds(20)});
+    sendRecord("lost");
+    (void)pipe.next();
+    sendRecord("found");
+    EXPECT_EQ(tap.account().lostFor(Loss::readerStalled), 1u);
+    EXPECT_EQ(tap.account().written, 1u);
+    EXPECT_THAT(pipe.next(), EndsWith("|found"));
+}
+
+TEST(RecordTapDescriptor, CompletesPartialWritesForASlowReader)
+{
+    Channel pipe = Channel::pipe(O_NONBLOCK);
+    ASSERT_GE(::fcntl(pipe.writer(), F_SETPIPE_SZ, 4096), 4096);
+    RecordTap const tap({pipe.writer(), {}, 65536, std::chrono::seconds(10)});
+    std::string const message(50000, 'm');
+    std::thread writing([&] { sendRecord(message); });
+    std::string received;
+    while (received.size() < message.size() || received.compare(received.size() - 5, 5, "mmmmm") != 0 ||
+           tap.account().written == 0) {
+        std::string const part = pipe.next();
+        if (part.empty()) {
+            break;
+        }
+        received += part;
+    }
+    writing.join();
+    ASSERT_EQ(tap.account().written, 1u);
+    EXPECT_EQ(parseRecord(splitLines(received).at(0)).message, message);
+}
+
+TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
+{
+    static std::atomic<int> signals{0};
+    struct sigaction action = {};
+    struct sigaction previous = {};
+    action.sa_handler = [](int) { ++signals; }; // without SA_RESTART: a blocked write ends with EINTR
+    sigaction(SIGUSR1, &action, &previous);
+
+    Channel pipe = Channel::pipe();
+    ::fcntl(pipe.writer(), F_SETFL, O_NONBLOCK);
+    fill(pipe.writer());
+    ::fcntl(pipe.writer(), F_SETFL, 0);
+    Collector collector;
+    RecordTap const tap({pipe.writer(), {collector.sink()}});
+    std::thread writing([] { sendRecord("patient"); });
+    while (collector.entries().empty()) {
+        std::this_thread::yield();
+    }
+    for (int sent = 1; sent <= 100; ++sent) {
+        pthread_kill(writing.native_handle(), SIGUSR1);
+        while (signals < sent && !kDefersSignals) {
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_EQ(tap.account().written, 0u);
+    std::string received;
+    while (received.find("|patient") == std::string::npos) {
+        std::string const part = pipe.next();
+        ASSERT_FALSE(part.empty());
+        received += part;
+    }
+    writing.join();
+    EXPECT_EQ(tap.account().written, 1u);
+    sigaction(SIGUSR1, &previous, nullptr);
+}
+
+} // namespace common::log::host::test
