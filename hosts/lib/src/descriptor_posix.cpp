@@ -14,16 +14,19 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Blocks SIGPIPE on this thread, and takes the one that a write left pending.
+/// Blocks SIGPIPE on this thread, where that is wanted.
 class PipeSignalGuard
 {
 public:
     explicit PipeSignalGuard(bool isWanted)
     {
+        if (!isWanted) {
+            return;
+        }
+        // One that pends already is somebody else's. It is blocked then, and a second one adds nothing to it.
         sigset_t pending;
         (void)sigpending(&pending);
-        // One that pends already is somebody else's. It is blocked then, and a second one adds nothing to it.
-        m_isActive = isWanted && sigismember(&pending, SIGPIPE) == 0;
+        m_isActive = sigismember(&pending, SIGPIPE) == 0;
         if (m_isActive) {
             (void)sigemptyset(&m_signal);
             (void)sigaddset(&m_signal, SIGPIPE);
@@ -35,10 +38,15 @@ public:
     ~PipeSignalGuard()
     {
         if (m_isActive) {
-            timespec const atOnce{};
-            while (sigtimedwait(&m_signal, nullptr, &atOnce) < 0 && errno == EINTR) {
-            }
             (void)pthread_sigmask(SIG_SETMASK, &m_previous, nullptr);
+        }
+    }
+
+    /// Behind a write that raised it, and only there: any other is not ours.
+    void takeRaised()
+    {
+        timespec const atOnce{};
+        while (m_isActive && sigtimedwait(&m_signal, nullptr, &atOnce) < 0 && errno == EINTR) {
         }
     }
 
@@ -84,7 +92,7 @@ bool waitUntilWritable(int descriptor, Clock::time_point limit)
 WriteOutcome writeWhole(int descriptor, std::string_view text, std::chrono::milliseconds patience,
                         bool holdsOffPipeSignal)
 {
-    PipeSignalGuard const guard(holdsOffPipeSignal);
+    PipeSignalGuard guard(holdsOffPipeSignal);
     WriteOutcome outcome;
     std::optional<Clock::time_point> limit;
     while (outcome.written < text.size()) {
@@ -104,7 +112,11 @@ WriteOutcome writeWhole(int descriptor, std::string_view text, std::chrono::mill
                 return outcome;
             }
         } else if (errno != EINTR) {
-            outcome.loss = lossOf(errno);
+            int const error = errno;
+            if (error == EPIPE) {
+                guard.takeRaised();
+            }
+            outcome.loss = lossOf(error);
             return outcome;
         }
     }

@@ -201,7 +201,6 @@ TEST(RecordTapStream, BringsOutAnOversizedRecordInPieces)
     Collector collector;
     RecordTap const tap({packets.writer(), {collector.sink()}, 1000});
     std::string const message(2500, 'm');
-    std::string sent = "\n";
     std::thread writing([&] { std::cerr << "\n" << message << std::flush; });
     std::string received = packets.next();
     EXPECT_EQ(received.size(), 1000u);

@@ -80,7 +80,8 @@ struct RecordTapAccount
 ///
 /// The records of this system begin with a line end and end with a flush. A thread's insertions gather in a buffer of
 /// its own until that flush. What is left without one goes out at the thread's next flush, at its end, when the tap is
-/// taken off, and otherwise by a sweep at the latest 100 ms later.
+/// taken off, and otherwise by a sweep at the latest 100 ms later. That cuts a record whose thread is held up for so
+/// long in the midst of it; what follows then stands on a line of its own, if another record came between.
 ///
 /// A flush behind nothing but line ends is put off, since lines that begin with `std::endl` and end without a flush
 /// would fall apart by it. Such a line ends where the thread begins its next one, or by the sweep. Line ends alone
