@@ -46,7 +46,12 @@ TraceResult Log::logRealTimeVaList(unsigned int mainDiagnosisCode, LogParameters
     } else if (!(m_enablingState.*severity.flag)) {
         return TRACE_DISABLED;
     }
+    return logRealTimeVaList(mainDiagnosisCode, parameters, arguments, result);
+}
 
+TraceResult Log::logRealTimeVaList(unsigned int mainDiagnosisCode, LogParameters const & parameters, char * arguments,
+                                   TraceResult result)
+{
     DataOfQueue entry;
     entry.dataType = DATA_TRACE;
     TraceData & record = entry.traceData;

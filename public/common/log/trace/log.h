@@ -62,6 +62,11 @@ public:
 private:
     static constexpr unsigned short kUnitNameSize = 64;
 
+    /// The rest of a real-time call that is not switched off. A function of its own, so that one that is switched off
+    /// does not pay for the frame of this one; under the same name, since its reports bear it.
+    TraceResult logRealTimeVaList(unsigned int mainDiagnosisCode, LogParameters const & parameters, char * arguments,
+                                  TraceResult result);
+
     std::function<void(EnablingState const &)> m_callbackEnablingState;
     EnablingState m_enablingState;
     EnablingState m_defaultEnablingState;
