@@ -1,0 +1,139 @@
+// The highest paced rate of real-time calls at which nothing is lost: one producer with a cycle of 1 ms, the real
+// worker, and the tap in front of the null device. The queue's 3200 entries and the worker's pause of 10 ms allow for
+// 320,000 a second, less what the worker needs for a drain and how late it wakes.
+
+#include "figures.h"
+
+#include <common/log/host/record_tap.h>
+#include <common/log/trace.h>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace common::log;
+using namespace common::log::benchmarks;
+
+constexpr unsigned int kWarning = 0x080E0112;
+constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr std::int64_t kSearchTime = kSecond / 2;
+constexpr std::int64_t kConfirmTime = 10 * kSecond;
+constexpr unsigned int kStep = 2000; // the search ends when it knows the rate this closely
+
+constexpr std::int64_t kPeriod = kSecond / 1000;
+
+struct Run
+{
+    unsigned long sent = 0;
+    unsigned long refused = 0;
+    double kept = 0; ///< share of the calls that the pace asked for
+};
+
+/// Calls as a cyclic task does, in equal numbers each millisecond. A cycle that begins late is made good at once, but
+/// not one that is missed as a whole: that would test the scheduler and not the queue.
+Run run(trace::Log & unit, unsigned int rate, std::int64_t duration)
+{
+    trace::LogParametersExtended parameters;
+    parameters.componentName = "axis";
+    parameters.snapName = "machine";
+    parameters.fileName = "axis_control.cpp";
+    parameters.functionName = "AxisControl::cycle";
+    parameters.line = 118;
+    parameters.format = "axis %d position %.3f deviation %.3f state %s";
+
+    Run run;
+    std::int64_t const start = nanoseconds();
+    for (std::int64_t due = start; due - start < duration; due += kPeriod) {
+        timespec const wakeup{due / kSecond, due % kSecond};
+        (void)clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &wakeup, nullptr);
+        for (unsigned int i = 0; i != rate / 1000; ++i) {
+            ++run.sent;
+            run.refused +=
+                unit.logRealTime(kWarning, parameters, 3, 12.125, -0.002, "moving") != trace::TRACE_OK ? 1U : 0U;
+        }
+        std::int64_t const missed = (nanoseconds() - due) / kPeriod - 1;
+        due += missed > 0 ? missed * kPeriod : 0;
+    }
+    run.kept = static_cast<double>(run.sent) * kSecond / static_cast<double>(duration) / rate;
+    return run;
+}
+
+/// A run with a handler of its own, so that none begins with the entries of another.
+Run runAfresh(unsigned int rate, std::int64_t duration)
+{
+    trace::Log unit("axis.control", std::make_shared<trace::Handler>());
+    unit.setEnablingState(true);
+    return run(unit, rate, duration);
+}
+
+/// Whether the pace was kept, but for a hundredth, and nothing lost.
+bool isGood(Run const & run) { return run.refused == 0 && run.kept > 0.99; }
+
+void findRate(char const * name)
+{
+    unsigned int good = 0;
+    unsigned int bad = 800'000;
+    while (bad - good > kStep) {
+        unsigned int const rate = good + (bad - good) / 2;
+        (isGood(runAfresh(rate, kSearchTime)) ? good : bad) = rate;
+    }
+    // What half a second lets pass, ten may not: each failure goes a tenth lower.
+    for (unsigned int rate = good; rate > kStep; rate -= rate / 10) {
+        Run const confirmed = runAfresh(rate, kConfirmTime);
+        std::printf("%-16s%9u a second for 10 s: sent %8lu, which is %5.1f %%, refused %lu\n", name, rate,
+                    confirmed.sent, confirmed.kept * 100, confirmed.refused);
+        (void)std::fflush(stdout);
+        if (isGood(confirmed)) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+int main()
+{
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    printHeader("paced_rate");
+    host::RecordTapOptions options;
+    options.descriptor = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    host::RecordTap const tap(options);
+    // The threads that make the load are started ahead of the producer's priority, which they would inherit.
+    std::atomic<bool> isBusy{false};
+    std::atomic<bool> isOver{false};
+    std::vector<std::thread> loads;
+    for (long core = 0; core != sysconf(_SC_NPROCESSORS_ONLN); ++core) {
+        loads.emplace_back([&] {
+            while (!isBusy.load()) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+            while (!isOver.load(std::memory_order_relaxed)) {
+            }
+        });
+    }
+    sched_param const priority{80};
+    bool const isRealTime = pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority) == 0;
+    std::printf("producer with a cycle of 1 ms and %s priority\n\n", isRealTime ? "a real-time" : "no real-time");
+    findRate("no own load");
+    isBusy.store(true);
+    findRate("all cores busy");
+    isOver.store(true);
+    for (std::thread & load : loads) {
+        load.join();
+    }
+    host::RecordTapAccount const account = tap.account();
+    std::printf("written by the tap: %llu of %llu\n", static_cast<unsigned long long>(account.written),
+                static_cast<unsigned long long>(account.records));
+    return EXIT_SUCCESS;
+}
