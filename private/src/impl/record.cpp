@@ -5,22 +5,33 @@
 #include <common/log/send_log.h>
 #include <common/log/trace/map_results.h>
 
-#include <cstdio>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
 
 namespace common::log::trace {
 
+// Without snprintf, which would read a format for each of these in every record.
+
 RecordTitle::RecordTitle(Severity const & severity, char const * unitName) noexcept
 {
-    (void)std::snprintf(m_text, sizeof m_text, "%s%s", severity.titleStart, unitName);
+    std::size_t const start = copyTruncated(m_text, sizeof m_text, severity.titleStart);
+    copyTruncated(m_text + start, sizeof m_text - start, unitName);
 }
 
-RecordNumbers::RecordNumbers(unsigned int mainDiagnosisCode, unsigned int line) noexcept : m_line("")
+RecordNumbers::RecordNumbers(unsigned int mainDiagnosisCode, unsigned int line) noexcept
 {
-    (void)std::snprintf(m_code, sizeof m_code, "%08X", mainDiagnosisCode);
+    char * position = m_code;
+    for (int shift = 28; shift >= 0; shift -= 4) {
+        *position++ = "0123456789ABCDEF"[(mainDiagnosisCode >> shift) & 0xFU];
+    }
+    *position = '\0';
+    position = m_line;
     if (line != 0) {
         // Signed on purpose: a line with its top bit set reads as a negative number.
-        (void)std::snprintf(m_line, sizeof m_line, "%d", static_cast<int>(line));
+        position = std::to_chars(m_line, m_line + sizeof m_line - 1, static_cast<std::int32_t>(line)).ptr;
     }
+    *position = '\0';
 }
 
 TraceResult sendRecord(PriorityType priority, RecordTitle const & title, unsigned int mainDiagnosisCode,
