@@ -13,6 +13,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <thread>
 #include <type_traits>
 
@@ -36,6 +37,27 @@ constexpr unsigned int kJoinTimeoutMilliseconds = 3000;
 // Statuses of the thread layer that mean something of their own.
 constexpr std::uint32_t kJoinTimedOut = 0xF001000BU;
 constexpr std::uint32_t kThreadLeftBehind = 0xF001000FU;
+
+/// The texts of an entry as strings, kept from entry to entry so that their memory is.
+struct EntryTexts
+{
+    std::string componentName;
+    std::string snapName;
+    std::string unitName;
+    std::string fileName;
+    std::string functionName;
+    std::string message;
+
+    void assign(TraceData const & data)
+    {
+        componentName.assign(data.componentName);
+        snapName.assign(data.snapName);
+        unitName.assign(data.unitName);
+        fileName.assign(data.fileName);
+        functionName.assign(data.functionName);
+        message.assign(data.message);
+    }
+};
 
 constexpr bool isFailedStatus(std::uint32_t status) noexcept { return (status & 0x80000000U) != 0; }
 
@@ -152,6 +174,7 @@ TraceResult Handler::threadTraceHandler(Handler * handler)
     DIRECT_RECORD(handler, kMessageCode, "Thread '%s' is started with priority %u and a thread delay of %u ms",
                   kThreadName, kThreadPriority, kThreadDelayMilliseconds);
     DataOfQueue entry;
+    EntryTexts texts;
     while (true) {
         // Ahead of the entries, although they are older than the loss: the report is not to wait for a long drain.
         unsigned long long const dropped = handler->m_droppedEntries.exchange(0);
@@ -167,7 +190,11 @@ TraceResult Handler::threadTraceHandler(Handler * handler)
             while (handler->m_queue->pop(entry)) {
                 switch (entry.dataType) {
                 case DATA_TRACE:
-                    (void)handler->logQueued(entry.traceData); // the entry counts as done
+                    texts.assign(entry.traceData);
+                    (void)handler->logThread(entry.traceData.timestamp, entry.traceData.mainDiagnosisCode,
+                                             texts.componentName, texts.snapName, texts.unitName, texts.fileName,
+                                             texts.functionName, entry.traceData.line,
+                                             texts.message); // the entry counts as done
                     break;
                 case DATA_TERMINATE:
                     DIRECT_RECORD(handler, kMessageCode, "Thread '%s' is terminated by destruction", kThreadName);
@@ -180,12 +207,6 @@ TraceResult Handler::threadTraceHandler(Handler * handler)
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(kThreadDelayMilliseconds));
     }
-}
-
-TraceResult Handler::logQueued(TraceData const & data) const
-{
-    return logThread(data.timestamp, data.mainDiagnosisCode, data.componentName, data.snapName, data.unitName,
-                     data.fileName, data.functionName, data.line, data.message);
 }
 
 TraceResult Handler::logThread(timespec const & timestamp, unsigned int mainDiagnosisCode,

@@ -49,7 +49,6 @@ private:
     TraceResult logThread(timespec const & timestamp, unsigned int mainDiagnosisCode, std::string const & componentName,
                           std::string const & snapName, std::string const & unitName, std::string const & fileName,
                           std::string const & functionName, unsigned int line, std::string const & message) const;
-    TraceResult logQueued(TraceData const & data) const;
     void logDirect(unsigned int mainDiagnosisCode, char const * functionName, unsigned int line, char const * format,
                    ...) const COMMON_LOG_PRINTF_FORMAT(5, 6);
 
