@@ -8,6 +8,7 @@
 #include <common/log/trace/trace_result.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -52,10 +53,14 @@ private:
     void logDirect(unsigned int mainDiagnosisCode, char const * functionName, unsigned int line, char const * format,
                    ...) const COMMON_LOG_PRINTF_FORMAT(5, 6);
 
+    static constexpr std::size_t kCacheLineBytes = 64;
+
     TraceResult m_initResult;
     std::unique_ptr<TraceQueue> m_queue;
-    std::atomic<bool> m_hasNewData;
-    std::atomic<unsigned long long> m_droppedEntries;
+    // On a line of its own: each push writes it, and only reads the members around it. On one line with them it would
+    // make each producer wait for the others already at its first look at the handler.
+    alignas(kCacheLineBytes) std::atomic<bool> m_hasNewData;
+    alignas(kCacheLineBytes) std::atomic<unsigned long long> m_droppedEntries;
     std::uint64_t m_thread;
     std::atomic<bool> m_isTerminating;
     Clock m_clock;
