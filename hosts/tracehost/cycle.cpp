@@ -84,23 +84,23 @@ bool Cycle::sleepUntil(Nanoseconds deadline) const
 void Cycle::traceLateness(Nanoseconds lateness, std::uint64_t missed)
 {
     if (missed > 0) {
-        TRACEHOST_TRACE(m_wakeup, Severity::error, "Woke %.1f us late, missed cycles: %" PRIu64, microseconds(lateness),
-                        missed);
+        TRACEHOST_TRACE_REAL_TIME(m_wakeup, Severity::error, "Woke %.1f us late, missed cycles: %" PRIu64,
+                                  microseconds(lateness), missed);
     } else if (lateness > m_settings.errorAbove) {
-        TRACEHOST_TRACE(m_wakeup, Severity::error, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
-                        microseconds(m_settings.errorAbove));
+        TRACEHOST_TRACE_REAL_TIME(m_wakeup, Severity::error, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
+                                  microseconds(m_settings.errorAbove));
     } else if (lateness > m_settings.warnAbove) {
-        TRACEHOST_TRACE(m_wakeup, Severity::warning, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
-                        microseconds(m_settings.warnAbove));
+        TRACEHOST_TRACE_REAL_TIME(m_wakeup, Severity::warning, "Woke %.1f us late, limit %.1f us",
+                                  microseconds(lateness), microseconds(m_settings.warnAbove));
     }
 }
 
 void Cycle::traceSummary()
 {
-    TRACEHOST_TRACE(m_summary, Severity::message,
-                    "cycles %" PRIu64 ", p50 %.1f us, p99 %.1f us, p99.9 %.1f us, worst %.1f us", m_second.count(),
-                    microseconds(m_second.percentile(500)), microseconds(m_second.percentile(990)),
-                    microseconds(m_second.percentile(999)), microseconds(m_second.worst()));
+    TRACEHOST_TRACE_REAL_TIME(
+        m_summary, Severity::message, "cycles %" PRIu64 ", p50 %.1f us, p99 %.1f us, p99.9 %.1f us, worst %.1f us",
+        m_second.count(), microseconds(m_second.percentile(500)), microseconds(m_second.percentile(990)),
+        microseconds(m_second.percentile(999)), microseconds(m_second.worst()));
 }
 
 } // namespace tracehost

@@ -19,8 +19,8 @@ namespace tracehost {
 /// A deadline that had passed before the task could sleep to it is a missed cycle: it is counted and skipped.
 ///
 /// Threads    One of its own. All members are for the owner's thread.
-/// Real time  Between two cycles nothing is allocated. The trace calls wait for the stream, so that a record makes the
-///            next cycle late where the reader of the stream is slow.
+/// Real time  Between two cycles nothing is allocated, and the trace calls take the real-time road: whatever the reader
+///            of the stream does, a cycle does not wait for it. Its lateness includes what tracing costs.
 class Cycle
 {
 public:

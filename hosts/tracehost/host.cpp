@@ -2,6 +2,7 @@
 
 #include "cycle.h"
 #include "duration.h"
+#include "end_guard.h"
 #include "inputs.h"
 #include "load.h"
 #include "privileges.h"
@@ -10,8 +11,14 @@
 #include "traced_unit.h"
 #include "unit_names.h"
 
-#include <algorithm>
+#include <common/log/host/fatal_signals.h>
+#include <common/log/host/record_tap.h>
+
+#include <cstdint>
+#include <cstdlib>
 #include <deque>
+#include <memory>
+#include <numeric>
 #include <unistd.h>
 #include <vector>
 
@@ -19,28 +26,31 @@ namespace tracehost {
 
 namespace {
 
-/// At the end of the run, what is there by then is still traced. Only who gets no record out for this long waits for a
-/// reader of the error stream that has stopped, and is interrupted.
-constexpr std::chrono::seconds kStallLimit(3);
-
-constexpr std::chrono::milliseconds kInterruptInterval(10);
+using common::log::host::RecordTap;
 
 /// For the records of the start, so that they stand ahead of all others.
 constexpr std::chrono::seconds kStartLimit(1);
 
-/// The trace units of a run, in the order in which they were made. They outlive the threads that call them.
+/// The last line of the summary where the end got stuck.
+constexpr char const * kStalled = "The error stream takes nothing: what was still to be written is lost.\n";
+
+/// The trace units of a run, in the order in which they were made, and the handler behind them. They outlive the
+/// threads that call them.
 class Units
 {
 public:
-    Units(std::vector<StateRule> const & rules, RecordAccount & account) : m_rules(rules), m_account(account) {}
+    Units(std::vector<StateRule> const & rules, RecordAccount & account)
+        : m_rules(rules), m_handler(std::make_shared<common::log::trace::Handler>()), m_account(account)
+    {}
 
     TracedUnit & add(std::string const & name, char const * componentName)
     {
-        return m_units.emplace_back(name, componentName, stateOfUnit(m_rules, name), m_account);
+        return m_units.emplace_back(name, componentName, stateOfUnit(m_rules, name), m_handler, m_account);
     }
 
 private:
     std::vector<StateRule> const & m_rules;
+    std::shared_ptr<common::log::trace::Handler> m_handler;
     RecordAccount & m_account;
     std::deque<TracedUnit> m_units;
 };
@@ -56,30 +66,11 @@ void waitForEnd(Signals const & signals, std::chrono::nanoseconds duration, Inpu
     }
 }
 
-void endThreads(std::vector<HostThread *> const & threads, Cycle & cycle, Inputs & inputs,
-                RecordAccount const & account)
+/// Changes with whatever becomes of a record on the stream.
+std::uint64_t progressOf(RecordTap const & tap)
 {
-    cycle.stop();
-    inputs.stop();
-    std::uint64_t calls = account.counts().calls();
-    auto lastProgress = std::chrono::steady_clock::now();
-    bool isStalled = false;
-    auto const hasEnded = [](HostThread const * thread) { return thread->waitFor(kInterruptInterval); };
-    while (!std::all_of(threads.begin(), threads.end(), hasEnded)) {
-        auto const now = std::chrono::steady_clock::now();
-        if (std::uint64_t const callsByNow = account.counts().calls(); callsByNow != calls) {
-            calls = callsByNow;
-            lastProgress = now;
-        }
-        isStalled = isStalled || now - lastProgress > kStallLimit;
-        if (isStalled) {
-            inputs.abandon();
-            // All of them: whichever holds the stream keeps the others waiting.
-            for (HostThread * const thread : threads) {
-                thread->interrupt();
-            }
-        }
-    }
+    auto const account = tap.account();
+    return std::accumulate(account.lost.begin(), account.lost.end(), account.bytes);
 }
 
 } // namespace
@@ -97,35 +88,49 @@ static void traceStart(TracedUnit & unit, Options const & options, std::string c
 int runHost(Options const & options)
 {
     Signals const signals;
-    HostThread::prepare();
-    common::log::trace::InternalTrace const internalTrace;
+    common::log::host::FatalSignals const fatalSignals({"tracehost"});
     RecordAccount account;
-    Units units(options.states, account);
-
-    Inputs inputs;
-    if (::isatty(STDIN_FILENO) == 0) {
-        inputs.addStandardInput(units.add(kInputStdin, "input"));
-    }
-    for (FollowedFile const & file : options.files) {
-        inputs.addFile(file.path, units.add(file.unitName, "input"));
-    }
-    Cycle cycle({options.period, options.warnAbove, options.errorAbove}, units.add(kCycleWakeup, "cycle"),
-                units.add(kCycleSummary, "cycle"));
+    std::string summary;
     {
-        Load const load(options.loadThreads);
-        std::string const refusals = acquirePrivileges(cycle.thread().handle(), {options.priority, options.cpu});
-        // On a thread of its own, since this one has to take signals: the stream may be stalled from the start.
-        TracedUnit & start = units.add(kHostStart, "host");
+        RecordTap const tap;
+        common::log::trace::InternalTrace const internalTrace;
+        auto units = std::make_unique<Units>(options.states, account);
+        Inputs inputs;
+        if (::isatty(STDIN_FILENO) == 0) {
+            inputs.addStandardInput(units->add(kInputStdin, "input"));
+        }
+        for (FollowedFile const & file : options.files) {
+            inputs.addFile(file.path, units->add(file.unitName, "input"));
+        }
+        Cycle cycle({options.period, options.warnAbove, options.errorAbove}, units->add(kCycleWakeup, "cycle"),
+                    units->add(kCycleSummary, "cycle"));
         HostThread starter;
-        starter.start([&] { traceStart(start, options, refusals); });
-        (void)starter.waitFor(kStartLimit);
-        inputs.start();
-        cycle.begin();
-        waitForEnd(signals, options.duration, inputs);
-        signals.endAtOnce();
-        endThreads({&starter, &inputs.thread(), &cycle.thread()}, cycle, inputs, account);
+        {
+            Load const load(options.loadThreads);
+            std::string const refusals = acquirePrivileges(cycle.thread().handle(), {options.priority, options.cpu});
+            // On a thread of its own, since this one has to take signals: the stream may be stalled from the start.
+            TracedUnit & start = units->add(kHostStart, "host");
+            starter.start([&start, &options, refusals] { traceStart(start, options, refusals); });
+            (void)starter.waitFor(kStartLimit);
+            inputs.start();
+            cycle.begin();
+            waitForEnd(signals, options.duration, inputs);
+            signals.endAtOnce();
+        }
+        cycle.stop();
+        cycle.thread().join(); // it never waits for the stream, unlike all that follows
+        auto const summarize = [&] { return summaryText(cycle, account.counts(), tap.account(), inputs.lines()); };
+        EndGuard const guard([&tap] { return progressOf(tap); },
+                             [&summarize] {
+                                 (void)writeSummary(summarize() + kStalled);
+                                 std::_Exit(1);
+                             });
+        inputs.stop();
+        inputs.thread().join();
+        starter.join();
+        units.reset(); // with them the handler, which writes what is queued
+        summary = summarize();
     }
-    std::string const summary = summaryText(cycle.lateness(), cycle.missed(), account.counts(), inputs.lines());
     return writeSummary(summary) ? 0 : 1;
 }
 

@@ -1,27 +1,12 @@
 #include "host_thread.h"
 
-#include <csignal>
-#include <pthread.h>
 #include <utility>
 
 namespace tracehost {
 
-namespace {
+HostThread::~HostThread() { join(); }
 
-constexpr int kInterrupt = SIGUSR1;
-
-void ignoreInterrupt(int /*signal*/) {}
-
-} // namespace
-
-void HostThread::prepare()
-{
-    struct sigaction action = {};
-    action.sa_handler = ignoreInterrupt; // and no SA_RESTART: the calls shall fail
-    (void)::sigaction(kInterrupt, &action, nullptr);
-}
-
-HostThread::~HostThread()
+void HostThread::join()
 {
     if (m_thread.joinable()) {
         m_thread.join();
@@ -38,14 +23,6 @@ void HostThread::start(std::function<void()> entry)
 bool HostThread::waitFor(std::chrono::milliseconds limit) const
 {
     return !m_ended.valid() || m_ended.wait_for(limit) == std::future_status::ready;
-}
-
-// The thread stays joinable up to the destruction, so that its handle is valid even where it has ended.
-void HostThread::interrupt()
-{
-    if (m_thread.joinable()) {
-        (void)::pthread_kill(m_thread.native_handle(), kInterrupt);
-    }
 }
 
 } // namespace tracehost

@@ -68,10 +68,10 @@ std::vector<Inputs::LineCount> Inputs::lines() const
 {
     std::vector<LineCount> counts;
     for (Source const & source : m_standardInput) {
-        counts.push_back({source.unit.unitName(), source.lines});
+        counts.push_back({source.unitName, source.lines});
     }
     for (File const & file : m_files) {
-        counts.push_back({file.source.unit.unitName(), file.source.lines});
+        counts.push_back({file.source.unitName, file.source.lines});
     }
     return counts;
 }
@@ -173,9 +173,6 @@ LineFunction Inputs::tracerOf(Source & source)
 
 void Inputs::traceLine(Source & source, std::string const & line)
 {
-    if (m_isAbandoned) {
-        return;
-    }
     source.lines.fetch_add(1, std::memory_order_relaxed);
     InputLine const parsed = parseInputLine(line);
     TRACEHOST_TRACE(source.unit, parsed.severity, "%s", parsed.text);

@@ -44,18 +44,16 @@ public:
     /// What a pipe and the files hold by now is still traced.
     void stop();
 
-    /// After `stop`: nothing more is traced.
-    void abandon() { m_isAbandoned = true; }
-
     HostThread & thread() { return m_thread; }
     std::vector<LineCount> lines() const;
 
 private:
     struct Source
     {
-        explicit Source(TracedUnit & tracedUnit) : unit(tracedUnit) {}
+        explicit Source(TracedUnit & tracedUnit) : unit(tracedUnit), unitName(tracedUnit.unitName()) {}
 
         TracedUnit & unit;
+        std::string const unitName; ///< its own, for the summary, which comes behind the unit
         std::atomic<std::uint64_t> lines{0};
     };
     struct File
@@ -84,7 +82,6 @@ private:
     std::deque<File> m_files;
     std::atomic<bool> m_isReopening{false};
     std::atomic<bool> m_isStopping{false};
-    std::atomic<bool> m_isAbandoned{false};
     HostThread m_thread; // the last: it uses all the others
 };
 

@@ -1,7 +1,5 @@
 #include "traced_unit.h"
 
-#include <iostream>
-
 namespace tracehost {
 
 using namespace common::log::trace;
@@ -14,13 +12,23 @@ RecordCounts RecordAccount::counts() const
     counts.errors = m_bySeverity[static_cast<int>(Severity::error)].load(std::memory_order_relaxed);
     counts.switchedOff = m_switchedOff.load(std::memory_order_relaxed);
     counts.cut = m_cut.load(std::memory_order_relaxed);
-    counts.lost = m_lost.load(std::memory_order_relaxed);
+    counts.refused = m_refused.load(std::memory_order_relaxed);
     return counts;
 }
 
+void RecordAccount::count(Severity severity, TraceResult result)
+{
+    m_bySeverity[static_cast<int>(severity)].fetch_add(1, std::memory_order_relaxed);
+    if (result == TRACE_TRUNCATED) {
+        m_cut.fetch_add(1, std::memory_order_relaxed);
+    } else if (isFailure(result)) {
+        m_refused.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
 TracedUnit::TracedUnit(std::string const & unitName, char const * componentName, EnablingState const & state,
-                       RecordAccount & account)
-    : m_log(unitName.c_str(), nullptr), m_componentName(componentName), m_account(account)
+                       std::shared_ptr<Handler> const & handler, RecordAccount & account)
+    : m_log(unitName.c_str(), handler), m_componentName(componentName), m_account(account)
 {
     m_log.setEnablingState(state);
 }
@@ -29,20 +37,6 @@ bool TracedUnit::isOn(Severity severity) const
 {
     EnablingState const & state = m_log.getEnablingState();
     return severity == Severity::error ? state.errors : severity == Severity::warning ? state.warnings : state.messages;
-}
-
-void TraceCall::done(TraceResult result)
-{
-    m_account.m_bySeverity[static_cast<int>(m_severity)].fetch_add(1, std::memory_order_relaxed);
-    if (result == TRACE_TRUNCATED) {
-        m_account.m_cut.fetch_add(1, std::memory_order_relaxed);
-    }
-    // What the stream took may still be lost behind it; what it refused certainly is. With the state cleared, the next
-    // record is tried again: a full disk or a stalled reader can recover.
-    if (result == TRACE_FAILED || !std::cerr.good()) {
-        m_account.m_lost.fetch_add(1, std::memory_order_relaxed);
-        std::cerr.clear();
-    }
 }
 
 } // namespace tracehost

@@ -91,5 +91,19 @@ TEST(HostCycle, GoesOnWithoutTheRightToRealTime)
     EXPECT_GT(summaryValue(host.output(), "cycles"), 0U);
 }
 
+// Some 10,000 records, of which the pipe and the queue take less than 4,000.
+TEST(HostCycle, IsNotHeldUpByAReaderThatStallsForFiveSeconds)
+{
+    Process host(hostCommand({"--period", "500us", "--warn-above", "0us", "--duration", "5s"}));
+    host.setErrorReader(Process::Reader::stalls);
+    EXPECT_EQ(host.wait(), 1); // what is queued cannot be written
+    std::uint64_t const cycles = summaryValue(host.output(), "cycles");
+    EXPECT_GT(cycles, 5000U);
+    EXPECT_LT(summaryValue(host.output(), "missed"), cycles);
+    std::uint64_t const calls = summaryValue(host.output(), "warnings") + summaryValue(host.output(), "errors");
+    EXPECT_GE(calls, cycles);
+    EXPECT_GT(summaryValue(host.output(), "refused"), 0U);
+}
+
 } // namespace
 } // namespace tracehost::test

@@ -90,6 +90,9 @@ inline std::vector<std::string> messagesOf(std::string const & errors, std::stri
     return messages;
 }
 
+/// The records of the library's handler: its queue, the start and the end of its worker.
+constexpr std::uint64_t kHandlerRecords = 3;
+
 /// What stands in the last record of the start: from there on the inputs are read.
 constexpr char const * kStarted = "Version ";
 

@@ -4,10 +4,8 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <iostream>
-#include <streambuf>
-#include <thread>
+#include <algorithm>
+#include <string>
 #include <vector>
 
 namespace tracehost {
@@ -16,86 +14,70 @@ namespace {
 using common::log::test::Record;
 using common::log::test::StreamCapture;
 using common::log::trace::EnablingState;
+using common::log::trace::Handler;
 
-constexpr EnablingState kAll{true, true, true};
-
-void traceNumber(TracedUnit & unit, Severity severity, int number)
+void traceText(TracedUnit & unit, Severity severity, char const * text)
 {
-    TRACEHOST_TRACE(unit, severity, "number %d", number);
+    TRACEHOST_TRACE(unit, severity, "text %s", text);
 }
 
-/// Takes a number of insertions, and refuses all later ones.
-class FailingStream : public std::streambuf
+void traceTextInRealTime(TracedUnit & unit, Severity severity, char const * text)
 {
-public:
-    FailingStream() : m_previous(std::cerr.rdbuf(this)) {}
-    ~FailingStream() override { std::cerr.rdbuf(m_previous); }
+    TRACEHOST_TRACE_REAL_TIME(unit, severity, "text %s", text);
+}
 
-    void failAfter(int insertions) { m_left = insertions; }
-
-private:
-    std::streamsize xsputn(char const *, std::streamsize size) override { return m_left-- > 0 ? size : 0; }
-    int_type overflow(int_type character) override { return m_left-- > 0 ? character : traits_type::eof(); }
-
-    std::streambuf * m_previous;
-    int m_left = 0;
-};
-
-TEST(TracedUnit, CountsALossAndGoesOn)
+class TracedUnitTest : public testing::Test
 {
-    FailingStream stream;
-    RecordAccount account;
-    TracedUnit unit("a.unit", "part", kAll, account);
-    std::uint64_t lost = 0;
-    for (int const insertions : {0, 1, 12, 1000, 3, 1000}) {
-        stream.failAfter(insertions);
-        traceNumber(unit, Severity::warning, insertions);
-        lost += insertions < 1000 ? 1 : 0;
-        EXPECT_EQ(account.counts().lost, lost) << insertions;
-        EXPECT_TRUE(std::cerr.good());
+protected:
+    std::vector<Record> recordsOfUnit()
+    {
+        auto records = stream.records();
+        auto const isOther = [](Record const & record) { return record.unitName != "a.unit"; };
+        records.erase(std::remove_if(records.begin(), records.end(), isOther), records.end());
+        return records;
     }
-    EXPECT_EQ(account.counts().warnings, 6U);
-    EXPECT_EQ(account.counts().written(), 2U);
-}
 
-TEST(TracedUnit, WritesWholeRecordsFromManyThreads)
-{
-    constexpr int kThreads = 4;
-    constexpr int kRecords = 2000;
     StreamCapture stream;
     RecordAccount account;
-    std::vector<std::thread> threads;
-    std::atomic<int> ready{0};
-    TracedUnit loud("loud", "part", kAll, account);
-    TracedUnit quiet("quiet", "part", EnablingState{false, false, true}, account);
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([&] {
-            ++ready;
-            while (ready < kThreads) { // so that none is done before the last begins
-            }
-            for (int record = 0; record < kRecords; ++record) {
-                traceNumber(loud, Severity::message, record);
-                traceNumber(quiet, Severity::warning, record);
-                traceNumber(quiet, Severity::error, record);
-            }
-        });
-    }
-    for (std::thread & thread : threads) {
-        thread.join();
-    }
+};
+
+TEST_F(TracedUnitTest, CountsWhatBecomesOfEachCall)
+{
+    TracedUnit unit("a.unit", "part", EnablingState{false, true, true}, nullptr, account);
+    traceText(unit, Severity::message, "off");
+    traceText(unit, Severity::warning, "whole");
+    traceText(unit, Severity::error, std::string(300, 'x').c_str());
+    wchar_t const impossible[] = {static_cast<wchar_t>(0x110000), 0};
+    TRACEHOST_TRACE(unit, Severity::error, "%ls", impossible);
+
     RecordCounts const counts = account.counts();
-    EXPECT_EQ(counts.messages, 1U * kThreads * kRecords);
-    EXPECT_EQ(counts.warnings, 0U);
-    EXPECT_EQ(counts.errors, 1U * kThreads * kRecords);
-    EXPECT_EQ(counts.switchedOff, 1U * kThreads * kRecords);
-    EXPECT_EQ(counts.written(), 2U * kThreads * kRecords);
-    auto const records = stream.records();
-    ASSERT_EQ(records.size(), counts.written());
+    EXPECT_EQ(counts.messages, 0U);
+    EXPECT_EQ(counts.switchedOff, 1U);
+    EXPECT_EQ(counts.warnings, 1U);
+    EXPECT_EQ(counts.errors, 2U);
+    EXPECT_EQ(counts.cut, 1U);
+    EXPECT_EQ(counts.refused, 1U);
+    EXPECT_EQ(recordsOfUnit().size(), 2U);
+}
+
+TEST_F(TracedUnitTest, SaysWhereItWasCalledOnBothRoads)
+{
+    {
+        TracedUnit unit("a.unit", "part", EnablingState{true, true, true}, std::make_shared<Handler>(), account);
+        traceText(unit, Severity::warning, "now");
+        traceTextInRealTime(unit, Severity::error, "later");
+    } // and with it the handler, whose worker has written all by then
+    auto const records = recordsOfUnit();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0].title, "Trace warning a.unit");
+    EXPECT_EQ(records[0].functionName, "tracehost::{anonymous}::traceText");
+    EXPECT_EQ(records[0].message, "text now");
+    EXPECT_EQ(records[1].title, "Trace error a.unit");
+    EXPECT_EQ(records[1].functionName, "tracehost::{anonymous}::traceTextInRealTime");
+    EXPECT_EQ(records[1].message, "text later");
     for (Record const & record : records) {
-        bool const isLoud = record.unitName == "loud";
-        EXPECT_EQ(record.title, isLoud ? "Trace message loud" : "Trace error quiet");
-        EXPECT_EQ(record.functionName, "tracehost::{anonymous}::traceNumber");
-        EXPECT_THAT(record.message, testing::StartsWith("number "));
+        EXPECT_EQ(record.componentName, "part");
+        EXPECT_EQ(record.fileName, "traced_unit_test.cpp");
     }
 }
 
