@@ -1,17 +1,25 @@
 #include "tap_support.h"
 
 #include <common/log/host/fatal_signals.h>
+#include <common/log/trace.h>
 
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace common::log::host::test {
 
@@ -55,14 +63,34 @@ void becomePlain()
     ::alarm(60); // one that does not die of its signal dies of this one
 }
 
-/// Runs a body on a thread with this name, and waits for ever.
-void runAs(char const * threadName, void (*body)())
+constexpr int kQueued = 100;
+
+/// Queues records, and faults while they are in the queue.
+void faultBehindQueuedRecords(trace::Log & unit, void (*commit)())
 {
-    std::thread thread([=] {
-        (void)pthread_setname_np(pthread_self(), threadName);
-        body();
-    });
-    thread.join();
+    (void)pthread_setname_np(pthread_self(), "axis");
+    sched_param realTime{};
+    realTime.sched_priority = 20;
+    (void)pthread_setschedparam(pthread_self(), SCHED_FIFO, &realTime); // where the system grants it
+    trace::LogParametersExtended parameters;
+    parameters.format = "queued %d";
+    for (int record = 0; record < kQueued; ++record) {
+        (void)unit.logRealTime(0x080A0112, parameters, record);
+    }
+    commit();
+}
+
+/// The system's number of this process's thread with a name; 0 where there is none.
+pid_t threadOfName(std::string const & name)
+{
+    for (auto const & task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string present;
+        (void)std::getline(std::ifstream(task.path() / "comm"), present);
+        if (present == name) {
+            return static_cast<pid_t>(std::stol(task.path().filename()));
+        }
+    }
+    return 0;
 }
 
 /// Traces until the process ends, as the worker of a Handler does while it drains.
@@ -106,14 +134,36 @@ TEST_P(FatalSignalsDeathTest, WriteALineLetOthersDrainAndDieOfTheSignal)
                       ContainsRegex("fatal signal [^\n]* in thread main \\([0-9]+\\)\n[^\n]*\\|drained")));
 }
 
-TEST_P(FatalSignalsDeathTest, TakeTheFaultOfAnyThread)
+TEST_P(FatalSignalsDeathTest, LetTheWorkerWriteWhatARealTimeThreadHadQueued)
 {
-    auto const dieElsewhere = [] {
+    auto const dieInRealTime = [] {
+        becomePlain();
+        RecordTap const tap;
+        FatalSignals const signals({"tracehost"});
+        trace::Log unit("axis.control", std::make_shared<trace::Handler>());
+        unit.setEnablingState(true);
+        std::thread([&] { faultBehindQueuedRecords(unit, GetParam().commit); }).join();
+    };
+    EXPECT_EXIT(
+        dieInRealTime(), KilledBySignal(GetParam().signal),
+        AllOf(ContainsRegex(" in thread axis \\([0-9]+\\)"), HasSubstr("|queued " + std::to_string(kQueued - 1))));
+}
+
+TEST_P(FatalSignalsDeathTest, TakeAFaultOfTheWorkerItself)
+{
+    auto const dieByTheWorker = [] {
         becomePlain();
         FatalSignals const signals({"tracehost"});
-        runAs("elsewhere", GetParam().commit);
+        trace::Handler const handler;
+        pid_t worker = 0;
+        while (worker == 0) { // it takes its name when it starts
+            worker = threadOfName("TraceHandler");
+        }
+        (void)::syscall(SYS_tgkill, ::getpid(), worker, GetParam().signal);
+        ::pause();
     };
-    EXPECT_EXIT(dieElsewhere(), KilledBySignal(GetParam().signal), ContainsRegex(" in thread elsewhere \\([0-9]+\\)"));
+    EXPECT_EXIT(dieByTheWorker(), KilledBySignal(GetParam().signal),
+                ContainsRegex(" in thread TraceHandler \\([0-9]+\\)"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signal, FatalSignalsDeathTest, testing::ValuesIn(kFaults),
