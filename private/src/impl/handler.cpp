@@ -233,7 +233,7 @@ TraceResult Handler::logThread(timespec const & timestamp, unsigned int mainDiag
 void Handler::logDirect(unsigned int mainDiagnosisCode, char const * functionName, unsigned int line,
                         char const * format, ...) const
 {
-    char text[256];
+    char text[256] = "";
     std::va_list arguments;
     va_start(arguments, format);
     (void)std::vsnprintf(text, sizeof text, format, arguments);

@@ -20,8 +20,10 @@ class TraceQueue;
 /// The queue behind the real-time calls, and the thread "TraceHandler" that writes what is in it.
 ///
 /// The constructor starts the thread. Where that fails, a record on the stream tells it and the object stays usable:
-/// entries are taken until the queue is full, and nothing is written. The destructor writes all that was queued before
-/// it, refuses what comes later, and ends the thread; it waits for that for 3 seconds at most.
+/// entries are taken until the queue is full, and nothing is written. The destructor refuses what comes later, has all
+/// written that was queued before it, and ends the thread. It waits for that for 3 seconds and then reports it. What it
+/// does to release a thread that is slower still is the thread layer's: that of this system waits on, since the thread
+/// uses this object. A reader that stalls the error stream holds the destructor up as well, since it writes records.
 ///
 /// Ownership  Shared by the host and every `Log`; destroyed on whichever thread lets the last reference go.
 /// Threads    addTraceData: any number at once, also while the destructor runs, but not beyond its end.

@@ -46,9 +46,8 @@ struct FatalSignalOptions
 /// A signal that is ignored stays ignored. SIGTRAP is left to debuggers.
 ///
 /// Ownership  One in a process at a time. Destroy it on the thread that made it, which has an AlternateSignalStack
-/// until
-///            then. The destruction gives back the handlers that were there before, except where somebody has put
-///            another one on top.
+///            until then. The destruction gives back the handlers that were there before, except where somebody has
+///            put another one on top.
 /// Threads    Faults are taken on all threads, from the first instant on.
 /// Real time  Costs nothing before a fault.
 class FatalSignals

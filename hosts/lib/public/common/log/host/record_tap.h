@@ -43,8 +43,8 @@ struct RecordTapOptions
     int descriptor = 2; ///< stays its owner's, and stays open until the tap is taken off
     std::vector<RecordSink> sinks{};
     std::size_t limitBytes = 65536; ///< a longer record goes out in pieces of this size; at least 1
-    std::chrono::milliseconds patience{
-        100}; ///< wait for a full non-blocking descriptor, anew whenever it took something
+    /// How long a full non-blocking descriptor is waited for, anew whenever it took something.
+    std::chrono::milliseconds patience{100};
 };
 
 /// Why a record did not reach the descriptor, or only in part.
@@ -95,18 +95,15 @@ struct RecordTapAccount
 /// each thread would flush the standard output, and wait for its reader. Both are restored at the end.
 ///
 /// Ownership  One in a process at a time. Install it before the first thread that writes to `std::cerr`, and take it
-/// off
-///            after the last; a thread that does not write just then may be older or live longer. A buffer put
-///            on top of it goes first. Setting it clears the error state of the stream, which it never sets itself.
+///            off after the last; a thread that does not write just then may be older or live longer. A buffer put on
+///            top of it goes first. Setting it clears the error state of the stream, which it never sets itself.
 /// Threads    Any number write at once. They meet in one lock, around sinks and `write`: a reader that stalls a
-/// blocking
-///            descriptor holds all of them up. `account` may be called at any time.
+///            blocking descriptor holds all of them up. `account` may be called at any time.
 /// Real time  Not for a thread with a deadline. The real-time road of the library never comes here: its records are
 ///            written by the worker of the Handler. A thread's first insertion allocates its buffer.
 /// Errors     A failed write is counted and forgotten; the next record is tried anew. SIGPIPE does not reach the
-/// process:
-///            let the host ignore it; where it has its default action at the installation, the tap holds it off
-///            around each write, at the price of more system calls.
+///            process: let the host ignore it; where it has its default action at the installation, the tap holds it
+///            off around each write, at the price of more system calls.
 /// Fork       The child writes to the same descriptor, with neither sinks nor sweep and with a fresh account. What was
 ///            not flushed at the fork is the parent's.
 class RecordTap : private std::streambuf
