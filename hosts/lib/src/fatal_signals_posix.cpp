@@ -31,7 +31,7 @@ constexpr FatalSignal kFatalSignals[] = {{SIGSEGV, "SIGSEGV", true},  {SIGBUS, "
                                          {SIGILL, "SIGILL", true},    {SIGFPE, "SIGFPE", true},
                                          {SIGABRT, "SIGABRT", false}, {SIGSYS, "SIGSYS", true}};
 constexpr std::size_t kFatalSignalCount = sizeof kFatalSignals / sizeof kFatalSignals[0];
-constexpr std::size_t kLeastStackBytes = 64 * 1024;
+constexpr std::size_t kLeastStackBytes = std::size_t{64} * 1024;
 constexpr std::chrono::milliseconds kLongestPause{200};
 constexpr std::chrono::milliseconds kSecondThreadsWait{2000};
 

@@ -11,7 +11,7 @@ namespace common::log::host {
 
 namespace {
 
-constexpr std::size_t kStackBytes = 256 * 1024; // the sinks of a tap run on it
+constexpr std::size_t kStackBytes = std::size_t{256} * 1024; // the sinks of a tap run on it
 
 void throwOnError(int error, char const * what)
 {

@@ -175,7 +175,7 @@ class FatalSignalsChainDeathTest : public FatalSignalsTest
 {
 };
 
-int overflowStack(int volatile * from)
+int overflowStack(int const volatile * from)
 {
     int volatile here[1024] = {*from};
     return *from == 0 ? 0 : overflowStack(here) + here[7];

@@ -67,12 +67,12 @@ TEST_P(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
         sendRecord("one");
         sendRecord("two");
         RecordTapAccount const account = tap.account();
-        EXPECT_EQ(account.lostFor(GetParam().loss), 2u);
-        EXPECT_EQ(account.records, 2u);
-        EXPECT_EQ(account.written, 0u);
-        EXPECT_EQ(account.bytes, 0u);
+        EXPECT_EQ(account.lostFor(GetParam().loss), 2U);
+        EXPECT_EQ(account.records, 2U);
+        EXPECT_EQ(account.written, 0U);
+        EXPECT_EQ(account.bytes, 0U);
     }
-    EXPECT_EQ(collector.entries().size(), 2u);
+    EXPECT_EQ(collector.entries().size(), 2U);
     EXPECT_TRUE(std::cerr.good());
     sigset_t pending;
     sigpending(&pending);
@@ -109,8 +109,8 @@ TEST(RecordTapDescriptor, GoesOnWhenAStalledReaderComesBack)
     sendRecord("lost");
     (void)pipe.next();
     sendRecord("found");
-    EXPECT_EQ(tap.account().lostFor(Loss::readerStalled), 1u);
-    EXPECT_EQ(tap.account().written, 1u);
+    EXPECT_EQ(tap.account().lostFor(Loss::readerStalled), 1U);
+    EXPECT_EQ(tap.account().written, 1U);
     EXPECT_THAT(pipe.next(), EndsWith("|found"));
 }
 
@@ -131,7 +131,7 @@ TEST(RecordTapDescriptor, CompletesPartialWritesForASlowReader)
         received += part;
     }
     writing.join();
-    ASSERT_EQ(tap.account().written, 1u);
+    ASSERT_EQ(tap.account().written, 1U);
     EXPECT_EQ(parseRecord(splitLines(received).at(0)).message, message);
 }
 
@@ -159,7 +159,7 @@ TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
             std::this_thread::yield();
         }
     }
-    EXPECT_EQ(tap.account().written, 0u);
+    EXPECT_EQ(tap.account().written, 0U);
     std::string received;
     while (received.find("|patient") == std::string::npos) {
         std::string const part = pipe.next();
@@ -167,7 +167,7 @@ TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
         received += part;
     }
     writing.join();
-    EXPECT_EQ(tap.account().written, 1u);
+    EXPECT_EQ(tap.account().written, 1U);
     sigaction(SIGUSR1, &previous, nullptr);
 }
 

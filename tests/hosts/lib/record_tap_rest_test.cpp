@@ -45,14 +45,14 @@ TEST(RecordTapRest, GoesOutWithTheSweep)
     RecordTap const tap({packets.writer(), {collector.sink()}});
     std::cerr << "without a flush";
     EXPECT_EQ(packets.next(), "without a flush");
-    ASSERT_EQ(collector.entries().size(), 1u);
+    ASSERT_EQ(collector.entries().size(), 1U);
     EXPECT_EQ(collector.entries()[0].end, RecordEnd::sweep);
     std::cerr << ", and on" << std::flush;
     EXPECT_EQ(packets.next(), ", and on");
     std::cerr << std::endl; // alone it is no record, but goes out as well
     EXPECT_EQ(packets.next(), "\n");
-    EXPECT_EQ(tap.account().records, 2u);
-    EXPECT_EQ(tap.account().sweeps, 2u);
+    EXPECT_EQ(tap.account().records, 2U);
+    EXPECT_EQ(tap.account().sweeps, 2U);
 }
 
 TEST(RecordTapRest, GoesOutAtTheEndOfTheThread)
@@ -67,7 +67,7 @@ TEST(RecordTapRest, GoesOutAtTheEndOfTheThread)
     thread.join();
     EXPECT_EQ(packets.next(), "last words");
     EXPECT_EQ(packets.next(), "\nbehind all others");
-    ASSERT_EQ(collector.entries().size(), 2u);
+    ASSERT_EQ(collector.entries().size(), 2U);
     EXPECT_EQ(collector.entries()[0].end, RecordEnd::threadEnd);
 }
 
@@ -89,7 +89,7 @@ TEST(RecordTapRest, GoesOutAtTheRemovalAndNotAgainAtTheEndOfTheThread)
     }
     isRemoved.set_value();
     thread.join();
-    ASSERT_EQ(collector.entries().size(), 1u);
+    ASSERT_EQ(collector.entries().size(), 1U);
     EXPECT_EQ(pipe.rest(), "rest");
 }
 

@@ -12,7 +12,6 @@ namespace common::log::host::test {
 
 namespace {
 
-using testing::ElementsAre;
 using testing::EndsWith;
 using testing::StartsWith;
 
@@ -26,7 +25,7 @@ constexpr int kStressThreads = 8;
 std::uint64_t addToHash(std::uint64_t hash, std::string_view text)
 {
     for (char const character : text) {
-        hash = (hash ^ static_cast<unsigned char>(character)) * 1099511628211u;
+        hash = (hash ^ static_cast<unsigned char>(character)) * 1099511628211U;
     }
     return hash;
 }
@@ -142,7 +141,7 @@ TEST(RecordTapStream, IsWholeAndInOrderWithManyThreads)
     EXPECT_EQ(hash, reader.hash());
     EXPECT_EQ(account.records, account.written);
     EXPECT_GE(account.records, std::uint64_t{kStressThreads} * kStressRecords);
-    EXPECT_EQ(account.lineEnds, 0u);
+    EXPECT_EQ(account.lineEnds, 0U);
 }
 
 TEST(RecordTapStream, TakesOneWriteForEachRecord)
@@ -157,7 +156,7 @@ TEST(RecordTapStream, TakesOneWriteForEachRecord)
     EXPECT_EQ(parseRecord(splitLines(packets.next()).at(0)).message, "first");
     EXPECT_THAT(packets.next(),
                 AllOf(StartsWith("\n2024-03-07T10:15:30.000000Z|"), EndsWith("|second\nwith two lines")));
-    EXPECT_EQ(tap.account().written, 3u);
+    EXPECT_EQ(tap.account().written, 3U);
 }
 
 TEST(RecordTapStream, KeepsALineWithItsFlushInFrontWhole)
@@ -172,10 +171,10 @@ TEST(RecordTapStream, KeepsALineWithItsFlushInFrontWhole)
     EXPECT_EQ(packets.next(), "\nERR: two");
     EXPECT_THAT(packets.next(), EndsWith("|three"));
     auto const entries = collector.entries();
-    ASSERT_EQ(entries.size(), 3u);
+    ASSERT_EQ(entries.size(), 3U);
     EXPECT_EQ(entries[0].end, RecordEnd::nextLine);
     EXPECT_EQ(entries[2].end, RecordEnd::flush);
-    EXPECT_EQ(entries[2].number, 3u);
+    EXPECT_EQ(entries[2].number, 3U);
 }
 
 TEST(RecordTapStream, PutsNoTextAtTheEndOfSomebodyElsesLine)
@@ -192,7 +191,7 @@ TEST(RecordTapStream, PutsNoTextAtTheEndOfSomebodyElsesLine)
     EXPECT_EQ(packets.next(), "and on");
     std::thread([] { std::cerr << "other" << '.' << std::endl; }).join();
     EXPECT_EQ(packets.next(), "\nother.\n");
-    EXPECT_EQ(tap.account().lineEnds, 2u);
+    EXPECT_EQ(tap.account().lineEnds, 2U);
 }
 
 TEST(RecordTapStream, BringsOutAnOversizedRecordInPieces)
@@ -203,18 +202,18 @@ TEST(RecordTapStream, BringsOutAnOversizedRecordInPieces)
     std::string const message(2500, 'm');
     std::thread writing([&] { std::cerr << "\n" << message << std::flush; });
     std::string received = packets.next();
-    EXPECT_EQ(received.size(), 1000u);
+    EXPECT_EQ(received.size(), 1000U);
     received += packets.next();
     received += packets.next();
     writing.join();
     EXPECT_EQ(received, "\n" + message);
-    EXPECT_EQ(tap.account().oversized, 1u);
-    ASSERT_EQ(collector.entries().size(), 3u);
+    EXPECT_EQ(tap.account().oversized, 1U);
+    ASSERT_EQ(collector.entries().size(), 3U);
     EXPECT_EQ(collector.entries()[1].end, RecordEnd::limit);
     EXPECT_EQ(collector.entries()[2].end, RecordEnd::flush);
     std::cerr << "\n" << std::string(999, 'f') << std::flush; // just fits
-    EXPECT_EQ(packets.next().size(), 1000u);
-    EXPECT_EQ(tap.account().oversized, 1u);
+    EXPECT_EQ(packets.next().size(), 1000U);
+    EXPECT_EQ(tap.account().oversized, 1U);
 }
 
 TEST(RecordTapStream, IsAsBeforeAfterTheRemoval)
@@ -246,9 +245,9 @@ TEST(RecordTapSink, FailsWithoutHarmToTheStream)
     sendRecord("two");
     EXPECT_THAT(packets.next(), EndsWith("|one"));
     EXPECT_THAT(packets.next(), EndsWith("|two"));
-    EXPECT_EQ(collector.entries().size(), 2u);
-    EXPECT_EQ(tap.account().sinkFailures, 2u);
-    EXPECT_EQ(tap.account().droppedTexts, 2u);
+    EXPECT_EQ(collector.entries().size(), 2U);
+    EXPECT_EQ(tap.account().sinkFailures, 2U);
+    EXPECT_EQ(tap.account().droppedTexts, 2U);
     EXPECT_TRUE(std::cerr.good());
 }
 
