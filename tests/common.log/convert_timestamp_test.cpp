@@ -32,7 +32,11 @@ std::string bufferOf(timespec const & timestamp, std::uint16_t textSize)
     return buffer;
 }
 
-std::string textOf(timespec const & timestamp) { return bufferOf(timestamp, 64).data(); } // up to its terminator
+std::string textOf(timespec const & timestamp)
+{
+    std::string const buffer = bufferOf(timestamp, 64);
+    return buffer.substr(0, buffer.find('\0'));
+}
 
 TEST(TimestampText, IsUtcOrEmpty)
 {

@@ -122,8 +122,8 @@ private:
     std::vector<std::string> m_others;
 };
 
-auto const isPlainLife = testing::ElementsAre(testing::HasSubstr("fixed size of 3200"),
-                                              testing::HasSubstr("is started"), testing::HasSubstr("is terminated"));
+auto const kIsPlainLife = testing::ElementsAre(testing::HasSubstr("fixed size of 3200"),
+                                               testing::HasSubstr("is started"), testing::HasSubstr("is terminated"));
 
 /// A unit on a thread of its own. Numbers its records, and keeps the numbers of those that were taken.
 class Producer
@@ -221,7 +221,7 @@ TEST_F(HandlerLoad, BelowItsLimitDeliversEachRecordOnceWholeAndInOrder)
     releaseProducers();
     handler.reset();
     expectAllAcceptedWritten();
-    EXPECT_THAT(ledger.others(), isPlainLife);
+    EXPECT_THAT(ledger.others(), kIsPlainLife);
 }
 
 TEST_F(HandlerLoad, AboveItsLimitAccountsForEachCallWhileTheWorkerStalls)
@@ -252,7 +252,7 @@ TEST_F(HandlerLoad, AboveItsLimitAccountsForEachCallWhileTheWorkerStalls)
     handler.reset();
     EXPECT_GT(refused, 100U);
     expectAllAcceptedWritten();
-    EXPECT_THAT(ledger.others(), isPlainLife);
+    EXPECT_THAT(ledger.others(), kIsPlainLife);
 }
 
 /// Takes the place of descriptor 2 while it lives: a pipe that nobody reads until the test does.
@@ -344,7 +344,7 @@ TEST_F(HandlerLoad, AboveItsLimitAccountsForEachCallWhileTheReaderOfTheStreamSta
     EXPECT_GT(refused, 1000U);
     EXPECT_EQ(ledger.reportedLost(), refused);
     expectAllAcceptedWritten();
-    EXPECT_THAT(ledger.others(), isPlainLife);
+    EXPECT_THAT(ledger.others(), kIsPlainLife);
 }
 
 TEST_F(HandlerLoad, GoesWhileOthersStillCall)
@@ -387,7 +387,7 @@ TEST_F(HandlerLoad, GoesWhileOthersStillCall)
             EXPECT_TRUE(std::equal(written.begin(), written.end(), accepted[number].begin()));
         }
         EXPECT_EQ(seen.reportedLost(), 0U);
-        EXPECT_THAT(seen.others(), isPlainLife);
+        EXPECT_THAT(seen.others(), kIsPlainLife);
     }
 }
 

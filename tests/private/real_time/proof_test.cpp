@@ -88,9 +88,9 @@ TraceResult callWithLongTexts(Road & road)
     static char const text[] =
         "a text of which no field of a record takes more than a part: 127 characters fit into the "
         "longest one, and here are some more of them";
-    LogParametersExtended long_ = parameters("short");
-    long_.componentName = long_.snapName = long_.fileName = long_.functionName = text;
-    return road.unit().logRealTime(kWarning, long_);
+    LogParametersExtended tooLong = parameters("short");
+    tooLong.componentName = tooLong.snapName = tooLong.fileName = tooLong.functionName = text;
+    return road.unit().logRealTime(kWarning, tooLong);
 }
 
 TraceResult callWithWrongClass(Road & road) { return road.unit().logRealTime(kWarning, LogParameters()); }
