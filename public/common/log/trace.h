@@ -18,10 +18,12 @@
 #include <common/log/trace/handler.h>
 #include <common/log/trace/i_log.h>
 #include <common/log/trace/i_log_real_time.h>
+#include <common/log/trace/inherit_mutex.h>
 #include <common/log/trace/internal_trace.h>
 #include <common/log/trace/log.h>
 #include <common/log/trace/log_parameters.h>
 #include <common/log/trace/main_diagnosis_code.h>
+#include <common/log/trace/manager.h>
 #include <common/log/trace/map_results.h>
 #include <common/log/trace/output_hook.h>
 #include <common/log/trace/trace_result.h>

@@ -12,4 +12,7 @@ std::size_t copyTruncated(char * destination, std::size_t destinationSize, char 
 /// `text`, or the empty text for null.
 inline char const * emptyForNull(char const * text) noexcept { return text != nullptr ? text : ""; }
 
+/// How reports print a flag.
+inline char const * trueOrFalse(bool flag) noexcept { return flag ? "true" : "false"; }
+
 } // namespace common::log::trace

@@ -5,16 +5,24 @@
 #include <common/log/trace/enabling_state.h>
 #include <common/log/trace/i_log_real_time.h>
 
+#include <memory>
+
 namespace common::log::trace {
 
+class Handler;
 class LogBuffered;
+class Manager;
 
 /// The library's trace of itself. While one exists, what the library has to say about its own work (a cut text, a
 /// failed call) goes out under the unit name "common.log.trace"; errors only, at the start.
 ///
+/// At first reports are written by the calling thread, whatever it is. With `addTraceUnit` they go through a unit of
+/// that name, which is registered, switched and saved like any other one.
+///
 /// Ownership  The host's: constructed before and destroyed after everything else of the library.
-/// Threads    Construction and destruction only while no other thread traces. A second object takes over from the
-///            first, and the destruction of either one ends the reports.
+/// Threads    Every operation only while no other thread traces. A second object takes over from the first, and the
+///            destruction of either one ends the reports.
+/// Errors     What fails is reported and has no result.
 class COMMON_LOG_EXPORT InternalTrace
 {
 public:
@@ -22,6 +30,18 @@ public:
     InternalTrace(InternalTrace const &) = delete;
     InternalTrace & operator=(InternalTrace const &) = delete;
     virtual ~InternalTrace();
+
+    /// Registers the library's own unit at `manager`, which must not be empty, with the flags of now as its states.
+    /// Reports go through it and `handler` from then on, by the flags that it is switched to.
+    ///
+    /// Where that fails, reports go on as before, and whatever `manager` holds under the unit's name is taken out. A
+    /// second call ends so: the unit of the first one goes on, but can no longer be switched.
+    void addTraceUnit(std::shared_ptr<Manager> const & manager, std::shared_ptr<Handler> const & handler);
+
+    /// Takes the library's own unit out again and destroys it; reports are written by the calling thread again, by the
+    /// flags as they are. Does nothing where none was added. An empty `manager` is reported, and the unit stays: to be
+    /// called before this object is destroyed, which leaves the unit behind.
+    void removeTraceUnit(std::shared_ptr<Manager> const & manager);
 
     /// The unit that reports go through; null only during construction.
     ILogRealTime * activeUnit() const { return m_activeUnit; }
