@@ -55,7 +55,7 @@ public:
     void reset() noexcept
     {
         if (isBuffer(type) && !shared) {
-            delete[] static_cast<std::uint8_t *>(dataPointer());
+            delete[] buffer();
         }
         delete[] stringPointers;
         data = 0;
@@ -67,11 +67,7 @@ public:
 
     /// Where the value lies: the buffer, or `data` itself.
     void * dataPointer() noexcept { return const_cast<void *>(std::as_const(*this).dataPointer()); }
-    void const * dataPointer() const noexcept
-    {
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): the field is a number or an address
-        return isBuffer(type) ? reinterpret_cast<void const *>(static_cast<std::uintptr_t>(data)) : &data;
-    }
+    void const * dataPointer() const noexcept { return isBuffer(type) ? static_cast<void const *>(buffer()) : &data; }
 
     /// The size of the value in bytes.
     std::uint64_t getSize() const noexcept { return isBuffer(type) ? size : sizeInPlace(type); }
@@ -202,13 +198,20 @@ public:
 
     std::vector<std::string> getStrings() const
     {
-        if (stringPointers == nullptr) {
-            return {};
+        std::vector<std::string> texts;
+        if (stringPointers != nullptr) {
+            texts.assign(stringPointers, stringPointers + stringCount);
         }
-        return std::vector<std::string>(stringPointers, stringPointers + stringCount);
+        return texts;
     }
 
 private:
+    std::uint8_t * buffer() const noexcept
+    {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the field is a number or an address
+        return reinterpret_cast<std::uint8_t *>(static_cast<std::uintptr_t>(data));
+    }
+
     void take(Variant & other) noexcept
     {
         type = std::exchange(other.type, VariantType::unknown);
@@ -225,8 +228,8 @@ private:
         reset();
         type = newType;
         if (bytes != 0) {
-            auto const * buffer = new std::uint8_t[static_cast<std::size_t>(bytes)]();
-            data = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(buffer));
+            auto const * const made = new std::uint8_t[static_cast<std::size_t>(bytes)]();
+            data = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(made));
             size = bytes;
         }
     }

@@ -1,4 +1,7 @@
+#include "helper/object_text.h"
 #include "unit_calls.h"
+
+#include <cstring>
 
 namespace common::log::test {
 
@@ -23,6 +26,19 @@ TEST(FileBaseName, IsTheTextBehindTheLastSeparatorOfEitherKind)
                                Case{"/log.cpp", "/log.cpp"}, Case{"\\log.cpp", "\\log.cpp"}, Case{"/", "/"}}) {
         EXPECT_STREQ(fileBaseName(value.path), value.baseName) << value.path;
     }
+}
+
+TEST(ObjectText, IsTheTextOfAShortObjectAndTheBytesOfTheAddressOfALongOne)
+{
+    EXPECT_STREQ(ObjectText("").text(), "");
+    EXPECT_STREQ(ObjectText(std::string("ax\0is", 5)).text(), "ax");
+    EXPECT_STREQ(ObjectText("fifteen letters").text(), "fifteen letters");
+
+    std::string const longer = "sixteen letters.";
+    char const * const text = longer.data();
+    char bytes[sizeof text + 1] = {};
+    std::memcpy(bytes, &text, sizeof text); // as a formatter meets it on a machine that puts the lowest byte first
+    EXPECT_STREQ(ObjectText(longer).text(), bytes);
 }
 
 using MapResults = UnitTest;
