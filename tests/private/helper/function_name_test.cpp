@@ -2,129 +2,106 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
-#include <string_view>
-#include <utility>
 #include <vector>
 
-// The name of the function in which it stands.
-#define OWN_NAME ::common::log::FunctionName(COMMON_LOG_FUNCTION_SIGNATURE).text()
-
 namespace common::log::test::names {
-
-// Each function below keeps its name here and gives it where its result type can hold it.
-std::string g_name;
-using Table = std::map<int, std::vector<std::pair<std::string, void (*)(int)>>>;
-
-} // namespace common::log::test::names
-
-void functionOfNoNamespace(unsigned int) { common::log::test::names::g_name = OWN_NAME; }
-
-namespace common::log::test::names {
-
-void takesFunctions(Table const &, char const * (*)(double)) { g_name = OWN_NAME; }
-std::string returnsText() { return g_name = OWN_NAME; }
-char const * returnsPointer() { return (g_name = OWN_NAME).c_str(); }
-Table const & returnsReference(Table const & table) { return g_name = OWN_NAME, table; }
-void (*returnsFunctionPointer(int))(double) { return g_name = OWN_NAME, nullptr; }
-void holdsLambda()
-{
-    [](int) { g_name = OWN_NAME; }(1);
-}
-
-template <typename Value>
-Value returnsItsParameter(Value value)
-{
-    return g_name = OWN_NAME, value;
-}
-
-struct Member
-{
-    Member() { g_name = OWN_NAME; }
-    Member(Member const &) = delete;
-    Member & operator=(Member const &) = delete;
-    virtual ~Member() { g_name = OWN_NAME; }
-    virtual void constant(char const *, ...) const noexcept { g_name = OWN_NAME; }
-    static std::string & ofClass(void (*)(int)) { return g_name = OWN_NAME; }
-    struct Nested
-    {
-        static void call() { g_name = OWN_NAME; }
-    };
-};
-
-template <typename Value, int number>
-struct Pattern
-{
-    explicit Pattern(Value) { g_name = OWN_NAME; }
-    Pattern(Pattern const &) = delete;
-    Pattern & operator=(Pattern const &) = delete;
-    ~Pattern() { g_name = OWN_NAME; }
-    template <typename Other>
-    Other const * member(Other const & other, Value) const
-    {
-        return g_name = OWN_NAME, &other;
-    }
-};
 
 namespace {
 
-struct Hidden
+template <std::size_t size>
+std::string nameOf(char const (&signature)[size])
 {
-    static void call() { g_name = OWN_NAME; }
+    return FunctionName(signature).text();
+}
+
+struct Spelling
+{
+    std::string actual;
+    std::string expected;
 };
 
-/// The name that `call` keeps.
-template <typename Call>
-std::string nameOf(Call call)
-{
-    call();
-    return g_name;
-}
+/// As compilers spell functions, this one and others.
+Spelling const kSpellings[] = {
+    {nameOf("main"), "main"},
+    {nameOf("static char const * * a::B<int (*)(c), d>::e(f (*)(g), h<i>) const [j = k]"), "a::B::e"},
+    {nameOf("void (* a::f(int))(double)"), "a::f"},
+    {nameOf("int (a::C::*a::C::f(int))[3]"), "a::C::f"},
+    {nameOf("decltype ((a + b)) a::f(A, B) [with A = int; decltype ((a + b)) = int]"), "a::f"},
+    {nameOf("<dependent type> a::f(A, B) [A = int]"), "a::f"},
+    {nameOf("std::enable_if_t<(sizeof (T) > 2), T> a::f(T) [with T = int]"), "a::f"},
+    {nameOf("a::D<int, '>'>::~D()"), "a::D::~D"},
+    {nameOf("std::string a::f[abi:cxx11]()"), "a::f"},
+    {nameOf("a::{anonymous}::R a::{anonymous}::f()"), "a::{anonymous}::f"},
+    {nameOf("(anonymous namespace)::R (anonymous namespace)::H::f()"), "{anonymous}::H::f"},
+    {nameOf("void __cdecl a::`anonymous-namespace'::f(void)"), "a::{anonymous}::f"},
+    {nameOf("bool a::C::operator bool() const"), "a::C::operator bool"},
+    {nameOf("a::C::operator std::vector<int>() const"), "a::C::operator std::vector"},
+    {nameOf("const char *a::C::operator const char *() const"), "a::C::operator const char*"},
+    {nameOf("int a::C::operator()(int) const"), "a::C::operator()"},
+    {nameOf("int __cdecl a::C::operator ()(int) const"), "a::C::operator()"},
+    {nameOf("a::C* a::C::operator->()"), "a::C::operator->"},
+    {nameOf("bool a::C::operator<(const a::C&) const"), "a::C::operator<"},
+    {nameOf("a::C &a::C::operator[](int)"), "a::C::operator[]"},
+    {nameOf("static void* a::C::operator new [](std::size_t)"), "a::C::operator new[]"},
+    {nameOf("long double a::operator\"\"_km(long double)"), "a::operator\"\"_km"},
+    {nameOf("a::D<int>::operator<< <int>(const int&)::<lambda()>"), "a::D::operator<<"},
+    {nameOf("int a::operators(int)"), "a::operators"},
+    {nameOf("a::C::f()::<lambda(auto:1)>::<lambda()> [with auto:1 = int]"), "a::C::f"},
+    {nameOf("auto a::f()::(anonymous class)::operator()(int) const::(anonymous class)::operator()() const"), "a::f"},
+    {nameOf("auto a::f(int)::(lambda at x (1).cpp:3:5)::operator()() const"), "a::f"},
+    {nameOf("auto __cdecl a::f::<lambda_1>::operator ()(void) const"), "a::f"},
+    {nameOf("void a::C::f() const::L::g()"), "a::C::f::L::g"},
+    {nameOf("a::<lambda(int)>"), "a"},
+    {nameOf("auto (anonymous class)::operator()() const"), "lambda"},
+};
 
-std::string const kScope = "common::log::test::names::";
-
-TEST(FunctionName, IsMadeByTheCompiler)
+TEST(FunctionName, IsFreeOfResultParametersAndTemplateArguments)
 {
-    static constexpr FunctionName name("static char const * * a::B<int (*)(c), d>::e(f (*)(g), h<i>) const [j = k]");
-    static_assert(std::string_view(name.text()) == "a::B::e");
-}
-
-TEST(FunctionName, OfAFreeFunctionHasNamespacesAndNothingBeside)
-{
-    EXPECT_EQ(nameOf([] { functionOfNoNamespace(0); }), "functionOfNoNamespace");
-    EXPECT_EQ(nameOf([] { takesFunctions({}, nullptr); }), kScope + "takesFunctions");
-    EXPECT_EQ(returnsText(), kScope + "returnsText");
-    EXPECT_EQ(returnsPointer(), kScope + "returnsPointer");
-    EXPECT_EQ(nameOf([] { (void)returnsReference({}); }), kScope + "returnsReference");
-    EXPECT_EQ(nameOf([] { (void)returnsFunctionPointer(0); }), kScope + "returnsFunctionPointer");
-    EXPECT_EQ(nameOf([] { (void)returnsItsParameter(Table()); }), kScope + "returnsItsParameter");
-    EXPECT_EQ(nameOf(holdsLambda), kScope + "holdsLambda");
-}
-
-TEST(FunctionName, OfAMemberHasItsClassWithoutTemplateArguments)
-{
-    {
-        Member const member;
-        EXPECT_EQ(g_name, kScope + "Member::Member");
-        EXPECT_EQ(nameOf([&] { member.constant(""); }), kScope + "Member::constant");
-        EXPECT_EQ(Member::ofClass(nullptr), kScope + "Member::ofClass");
-        EXPECT_EQ(nameOf(Member::Nested::call), kScope + "Member::Nested::call");
+    for (Spelling const & spelling : kSpellings) {
+        EXPECT_EQ(spelling.actual, spelling.expected);
     }
-    EXPECT_EQ(g_name, kScope + "Member::~Member");
-    {
-        Pattern<void (*)(Table const &), 3> const pattern(nullptr);
-        EXPECT_EQ(g_name, kScope + "Pattern::Pattern");
-        EXPECT_EQ(nameOf([&] { (void)pattern.member('a', nullptr); }), kScope + "Pattern::member");
-    }
-    EXPECT_EQ(g_name, kScope + "Pattern::~Pattern");
 }
 
-TEST(FunctionName, InAnUnnamedNamespaceSaysSoInTheWordsOfTheCompiler)
+using Names = std::vector<std::string>;
+
+#define KEEP_OWN_NAME                                                                                                  \
+    do {                                                                                                               \
+        static constexpr ::common::log::FunctionName ownName(COMMON_LOG_FUNCTION_SIGNATURE);                           \
+        names.emplace_back(ownName.text());                                                                            \
+    } while (false)
+
+template <typename Value, char character>
+struct Pattern
 {
-    std::string const name = nameOf(Hidden::call);
-    EXPECT_TRUE(name == kScope + "{anonymous}::Hidden::call" || name == kScope + "(anonymous namespace)::Hidden::call")
-        << name;
+    template <typename Other>
+    static auto call(Names & names, Other other) -> decltype(other + Value())
+    {
+        KEEP_OWN_NAME;
+        [&names](auto) { KEEP_OWN_NAME; }(character);
+        return other;
+    }
+    explicit operator std::string() const
+    {
+        KEEP_OWN_NAME;
+        return {};
+    }
+    void operator()(Names (*)(int)) { KEEP_OWN_NAME; }
+    Names & names;
+};
+
+TEST(FunctionName, OfThisCompilersFunctions)
+{
+    Names names;
+    (void)Pattern<long, '>'>::call(names, 1);
+    Pattern<int, '('> pattern{names};
+    (void)std::string(pattern);
+    pattern(nullptr);
+    std::string const scope = "common::log::test::names::{anonymous}::Pattern::";
+    EXPECT_EQ(names[0], scope + "call");
+    EXPECT_EQ(names[1], scope + "call") << "a lambda in it";
+    EXPECT_EQ(names[2].substr(0, scope.size() + 9), scope + "operator ");
+    EXPECT_EQ(names[3], scope + "operator()");
 }
 
 } // namespace
