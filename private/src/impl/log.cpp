@@ -43,8 +43,6 @@ TraceResult Log::log(unsigned int mainDiagnosisCode, char const * componentName,
     return result;
 }
 
-EnablingState const & Log::getEnablingState() const { return m_enablingState; }
-
 EnablingState const & Log::getDefaultEnablingState() const { return m_defaultEnablingState; }
 
 char const * Log::getUnitName() const { return m_unitName; }

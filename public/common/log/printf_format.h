@@ -8,3 +8,11 @@
 #else
 #define COMMON_LOG_PRINTF_FORMAT(formatPosition, firstArgument)
 #endif
+
+namespace common::log {
+
+/// For a macro whose format goes where no compiler checks it: a call of this, behind an `if (false)`, has it checked.
+/// There is no such function.
+COMMON_LOG_PRINTF_FORMAT(1, 2) void checkPrintfFormat(char const * format, ...);
+
+} // namespace common::log

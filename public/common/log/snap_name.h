@@ -31,4 +31,12 @@ private:
     std::string m_name;
 };
 
+/// The name as it was when the library was loaded, for whoever can neither allocate nor wait. Ahead of the library's
+/// own initialisation, thus in an object that another file of the program initialises before main, it may still be
+/// "unknownSnap".
+///
+/// Ownership  Valid until the process ends, or a library that was loaded at run time is unloaded.
+/// Real time  Safe.
+COMMON_LOG_EXPORT char const * snapNameText() noexcept;
+
 } // namespace common::log

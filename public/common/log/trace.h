@@ -4,11 +4,18 @@
 
 // IWYU pragma: begin_exports
 #include <common/log/argument_pointer.h>
+#include <common/log/call_site.h>
+#include <common/log/call_site/counted_log.h>
+#include <common/log/call_site/limit.h>
+#include <common/log/call_site/place.h>
+#include <common/log/call_site/road.h>
+#include <common/log/call_site/statement.h>
 #include <common/log/clock.h>
 #include <common/log/common_result.h>
 #include <common/log/convert_timestamp.h>
 #include <common/log/file_base_name.h>
 #include <common/log/function_name.h>
+#include <common/log/printf_format.h>
 #include <common/log/priority_type.h>
 #include <common/log/send_log.h>
 #include <common/log/snap_name.h>

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <common/log/file_base_name.h>
-#include <common/log/function_name.h>
+#include <common/log/call_site/place.h>
+#include <common/log/call_site/road.h>
 #include <common/log/printf_format.h>
 #include <common/log/trace/internal_trace.h>
+#include <common/log/trace/main_diagnosis_code.h>
 
 /// The one idiom by which code of the library reports about itself: SELF_TRACE_ERROR(format, arguments...), and the
 /// same for a warning and a message.
@@ -24,28 +25,19 @@
         if (::common::log::trace::g_internalTrace != nullptr &&                                                        \
             ::common::log::trace::g_internalTrace->activeUnit() != nullptr &&                                          \
             ::common::log::trace::g_internalTrace->enablingState().flag) {                                             \
-            static constexpr ::common::log::FunctionName selfTraceFunction(COMMON_LOG_FUNCTION_SIGNATURE);             \
-            ::common::log::trace::sendSelfTrace(::common::log::trace::code, __FILE__, selfTraceFunction.text(),        \
-                                                __LINE__, __VA_ARGS__);                                                \
+            COMMON_LOG_CALL_PLACE(selfTracePlace);                                                                     \
+            ::common::log::trace::sendSelfTrace(::common::log::trace::code, selfTracePlace, __VA_ARGS__);              \
             if (false) {                                                                                               \
-                ::common::log::trace::checkSelfTraceFormat(__VA_ARGS__);                                               \
+                ::common::log::checkPrintfFormat(__VA_ARGS__);                                                         \
             }                                                                                                          \
         }                                                                                                              \
     } while (false)
 
 namespace common::log::trace {
 
-/// The codes of the library's own records. That of an error also stands in for an invalid code.
-constexpr unsigned int kErrorCode = 0x080F0112;
-constexpr unsigned int kWarningCode = 0x080E0112;
-constexpr unsigned int kMessageCode = 0x080A0112;
-
 /// What the library's own records say of themselves.
 constexpr char const * kComponentName = "trace";
 constexpr char const * kUnitName = "common.log.trace";
-
-/// For the compiler alone, which checks the call; never called.
-COMMON_LOG_PRINTF_FORMAT(1, 2) void checkSelfTraceFormat(char const * format, ...);
 
 /// A report that is being sent on this thread.
 ///
@@ -66,21 +58,15 @@ private:
 };
 
 template <typename... Arguments>
-void sendSelfTrace(unsigned int code, char const * sourcePath, char const * functionName, unsigned int line,
-                   char const * format, Arguments... arguments)
+void sendSelfTrace(unsigned int code, CallPlace const & place, char const * format, Arguments... arguments)
 {
     SelfTraceNesting const nesting;
     if (nesting.isTooDeep()) {
         return;
     }
-    LogParametersExtended parameters;
-    parameters.componentName = kComponentName;
-    parameters.snapName = g_internalTrace->snapName().getSnapName().c_str();
-    parameters.fileName = fileBaseName(sourcePath);
-    parameters.functionName = functionName;
-    parameters.line = line;
-    parameters.format = format;
-    (void)g_internalTrace->activeUnit()->logRealTime(code, parameters, arguments...); // nobody is left to tell
+    (void)RealTimeRoad::send(*g_internalTrace->activeUnit(), code, kComponentName,
+                             g_internalTrace->snapName().getSnapName().c_str(), place, format,
+                             arguments...); // nobody is left to tell
 }
 
 } // namespace common::log::trace

@@ -44,7 +44,7 @@ public:
                                   char * arguments) override;
 
     /// The three below give access to the unit's own fields, valid as long as the unit is.
-    EnablingState const & getEnablingState() const;
+    EnablingState const & getEnablingState() const { return m_enablingState; }
     EnablingState const & getDefaultEnablingState() const;
     char const * getUnitName() const;
 

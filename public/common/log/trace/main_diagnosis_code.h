@@ -11,6 +11,12 @@ enum DiagnosisClass : unsigned int
     CLASS_ERROR = 0xF,
 };
 
+/// The codes of records without one of their own, such as the library's about itself. That of an error also stands in
+/// for an invalid code.
+constexpr unsigned int kMessageCode = 0x080A0112;
+constexpr unsigned int kWarningCode = 0x080E0112;
+constexpr unsigned int kErrorCode = 0x080F0112;
+
 /// The class of `mainDiagnosisCode`, which may be none of the three above: such a code is invalid.
 constexpr unsigned int diagnosisClass(unsigned int mainDiagnosisCode) noexcept
 {

@@ -7,7 +7,22 @@
 
 namespace common::log {
 
-SnapName::SnapName() : m_name("unknownSnap") { setSnapName(); }
+namespace {
+
+constexpr char const * kUnknownSnap = "unknownSnap";
+
+// Null ahead of its initialisation. Stays to the end of the process, since no destructor knows which thread writes the
+// last record.
+SnapName const * const g_nameAtLoad = new SnapName;
+
+} // namespace
+
+char const * snapNameText() noexcept
+{
+    return g_nameAtLoad != nullptr ? g_nameAtLoad->getSnapName().c_str() : kUnknownSnap;
+}
+
+SnapName::SnapName() : m_name(kUnknownSnap) { setSnapName(); }
 
 SnapName::~SnapName() = default;
 
