@@ -35,7 +35,7 @@ constexpr char const * kDescription =
 constexpr char const * kFooter =
     "A DURATION is a whole number with ns, us, ms, s, m or h directly behind it.\n"
     "\n"
-    "Units: cycle.wakeup, cycle.summary, host.start, input.stdin (each line of standard input,\n"
+    "Units: cycle.wakeup, cycle.summary, host.start, host.loss, input.stdin (each line of standard input,\n"
     "unless that is a terminal) and, for each followed file, input. with the file's name, its dots\n"
     "as underscores. A pattern knows * and ?; the first one that matches a unit's name decides.\n"
     "\n"
@@ -47,7 +47,7 @@ constexpr char const * kFooter =
     "byte is written as \\0, and a carriage return ahead of the line end is dropped.\n"
     "\n"
     "SIGTERM and SIGINT end the run, a second one at once. Status: 0 done, 1 the run could not be\n"
-    "started or the summary not written, 2 wrong use.";
+    "started, the summary not written, or a record unaccounted for, 2 wrong use.";
 
 [[noreturn]] void refuse(std::string const & option, std::string const & text)
 {
@@ -140,6 +140,17 @@ void addInputOptions(CLI::App & app, Options & options)
            "What units trace: FLAGS of m, w, e, or -; repeatable; by default all")
         ->type_name("PATTERN=FLAGS")
         ->allow_extra_args(false);
+    app.add_option_function<std::string>(
+           "--self-trace",
+           [&options](std::string const & flags) {
+               options.selfTrace = parseFlags(flags);
+               if (!options.selfTrace) {
+                   refuse("--self-trace", "'" + flags + "' is not made of m, w, e, and not -");
+               }
+           },
+           "What the library traces of itself; by default errors")
+        ->type_name("FLAGS");
+    app.add_flag("--list", options.isList, "Show the units with their states and end");
 }
 
 void addDurationOfRun(CLI::App & app, Options & options)
@@ -190,7 +201,7 @@ void checkTogether(Options const & options)
         refuse("--error-above", durationText(options.errorAbove) + " is below the " + durationText(options.warnAbove) +
                                     " of --warn-above");
     }
-    std::vector<std::string> names{kCycleWakeup, kCycleSummary, kHostStart, kInputStdin};
+    std::vector<std::string> names{kCycleWakeup, kCycleSummary, kHostLoss, kHostStart, kInputStdin};
     for (FollowedFile const & file : options.files) {
         checkFile(file);
         if (std::find(names.begin(), names.end(), file.unitName) != names.end()) {

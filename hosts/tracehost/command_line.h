@@ -25,6 +25,8 @@ struct Options
     unsigned int loadThreads = 0;
     std::vector<FollowedFile> files;
     std::vector<StateRule> states;
+    std::optional<common::log::trace::EnablingState> selfTrace;
+    bool isList = false;                                          ///< only shows the units
     std::chrono::nanoseconds duration = std::chrono::seconds(20); ///< 0 for ever
 };
 

@@ -5,6 +5,10 @@
 
 namespace tracehost {
 
+using common::log::trace::CountedLog;
+
+constexpr char const * kTraceComponent = "cycle";
+
 namespace {
 
 /// The longest sleep at a stretch, so that a stop need not wait for a long period.
@@ -14,7 +18,7 @@ constexpr std::chrono::seconds kSummaryInterval(1);
 
 } // namespace
 
-Cycle::Cycle(Settings const & settings, TracedUnit & wakeup, TracedUnit & summary)
+Cycle::Cycle(Settings const & settings, CountedLog & wakeup, CountedLog & summary)
     : m_settings(settings), m_wakeup(wakeup), m_summary(summary)
 {
     m_thread.start([this] {
@@ -84,22 +88,22 @@ bool Cycle::sleepUntil(Nanoseconds deadline) const
 void Cycle::traceLateness(Nanoseconds lateness, std::uint64_t missed)
 {
     if (missed > 0) {
-        TRACEHOST_TRACE_REAL_TIME(m_wakeup, Severity::error, "Woke %.1f us late, missed cycles: %" PRIu64,
-                                  microseconds(lateness), missed);
+        COMMON_LOG_ERROR_REAL_TIME(m_wakeup, "Woke %.1f us late, missed cycles: %" PRIu64, microseconds(lateness),
+                                   missed);
     } else if (lateness > m_settings.errorAbove) {
-        TRACEHOST_TRACE_REAL_TIME(m_wakeup, Severity::error, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
-                                  microseconds(m_settings.errorAbove));
+        COMMON_LOG_ERROR_REAL_TIME(m_wakeup, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
+                                   microseconds(m_settings.errorAbove));
     } else if (lateness > m_settings.warnAbove) {
-        TRACEHOST_TRACE_REAL_TIME(m_wakeup, Severity::warning, "Woke %.1f us late, limit %.1f us",
-                                  microseconds(lateness), microseconds(m_settings.warnAbove));
+        COMMON_LOG_WARNING_REAL_TIME(m_wakeup, "Woke %.1f us late, limit %.1f us", microseconds(lateness),
+                                     microseconds(m_settings.warnAbove));
     }
 }
 
 void Cycle::traceSummary()
 {
-    TRACEHOST_TRACE_REAL_TIME(
-        m_summary, Severity::message, "cycles %" PRIu64 ", p50 %.1f us, p99 %.1f us, p99.9 %.1f us, worst %.1f us",
-        m_second.count(), microseconds(m_second.percentile(500)), microseconds(m_second.percentile(990)),
+    COMMON_LOG_MESSAGE_REAL_TIME(
+        m_summary, "cycles %" PRIu64 ", p50 %.1f us, p99 %.1f us, p99.9 %.1f us, worst %.1f us", m_second.count(),
+        microseconds(m_second.percentile(500)), microseconds(m_second.percentile(990)),
         microseconds(m_second.percentile(999)), microseconds(m_second.worst()));
 }
 

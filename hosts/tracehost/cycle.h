@@ -2,7 +2,8 @@
 
 #include "host_thread.h"
 #include "lateness_histogram.h"
-#include "traced_unit.h"
+
+#include <common/log/trace.h>
 
 #include <atomic>
 #include <chrono>
@@ -32,7 +33,7 @@ public:
     };
 
     /// Starts the thread, which waits for `begin`, so that it can be given its priority before the first cycle.
-    Cycle(Settings const & settings, TracedUnit & wakeup, TracedUnit & summary);
+    Cycle(Settings const & settings, common::log::trace::CountedLog & wakeup, common::log::trace::CountedLog & summary);
     ~Cycle();
 
     void begin();
@@ -55,8 +56,8 @@ private:
     void traceSummary();
 
     Settings m_settings;
-    TracedUnit & m_wakeup;
-    TracedUnit & m_summary;
+    common::log::trace::CountedLog & m_wakeup;
+    common::log::trace::CountedLog & m_summary;
     LatenessHistogram m_second;
     LatenessHistogram m_total;
     std::uint64_t m_totalMissed = 0;

@@ -5,10 +5,12 @@
 #include "end_guard.h"
 #include "inputs.h"
 #include "load.h"
+#include "loss_watch.h"
+#include "output_census.h"
 #include "privileges.h"
 #include "signals.h"
 #include "summary.h"
-#include "traced_unit.h"
+#include "trace_system.h"
 #include "unit_names.h"
 
 #include <common/log/host/fatal_signals.h>
@@ -16,44 +18,24 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <deque>
 #include <memory>
-#include <numeric>
 #include <unistd.h>
 #include <vector>
 
 namespace tracehost {
 
+constexpr char const * kTraceComponent = "host";
+
 namespace {
 
 using common::log::host::RecordTap;
+using common::log::trace::CountedLog;
 
 /// For the records of the start, so that they stand ahead of all others.
 constexpr std::chrono::seconds kStartLimit(1);
 
 /// The last line of the summary where the end got stuck.
 constexpr char const * kStalled = "The error stream takes nothing: what was still to be written is lost.\n";
-
-/// The trace units of a run, in the order in which they were made, and the handler behind them. They outlive the
-/// threads that call them.
-class Units
-{
-public:
-    Units(std::vector<StateRule> const & rules, RecordAccount & account)
-        : m_rules(rules), m_handler(std::make_shared<common::log::trace::Handler>()), m_account(account)
-    {}
-
-    TracedUnit & add(std::string const & name, char const * componentName)
-    {
-        return m_units.emplace_back(name, componentName, stateOfUnit(m_rules, name), m_handler, m_account);
-    }
-
-private:
-    std::vector<StateRule> const & m_rules;
-    std::shared_ptr<common::log::trace::Handler> m_handler;
-    RecordAccount & m_account;
-    std::deque<TracedUnit> m_units;
-};
 
 void waitForEnd(Signals const & signals, std::chrono::nanoseconds duration, Inputs & inputs)
 {
@@ -66,60 +48,101 @@ void waitForEnd(Signals const & signals, std::chrono::nanoseconds duration, Inpu
     }
 }
 
+/// The units of this program, in the order in which they are registered.
+struct Units
+{
+    CountedLog * standardInput = nullptr; ///< null where that is a terminal
+    std::vector<CountedLog *> files;      ///< one for each followed file
+    CountedLog * wakeup = nullptr;
+    CountedLog * summary = nullptr;
+    CountedLog * loss = nullptr;
+    CountedLog * start = nullptr;
+};
+
+Units addUnits(TraceSystem & system, Options const & options)
+{
+    Units units;
+    if (::isatty(STDIN_FILENO) == 0) {
+        units.standardInput = &system.add(kInputStdin);
+    }
+    for (FollowedFile const & file : options.files) {
+        units.files.push_back(&system.add(file.unitName));
+    }
+    units.wakeup = &system.add(kCycleWakeup);
+    units.summary = &system.add(kCycleSummary);
+    units.loss = &system.add(kHostLoss);
+    units.start = &system.add(kHostStart);
+    return units;
+}
+
+common::log::host::RecordTapOptions tapOptions(OutputCensus & census)
+{
+    common::log::host::RecordTapOptions options;
+    options.sinks = {[&census](common::log::host::TappedRecord const & record) { census.see(record); }};
+    return options;
+}
+
 /// Changes with whatever becomes of a record on the stream.
 std::uint64_t progressOf(RecordTap const & tap)
 {
     auto const account = tap.account();
-    return std::accumulate(account.lost.begin(), account.lost.end(), account.bytes);
+    return account.bytes + account.lostAltogether();
 }
 
 } // namespace
 
 // Not in the namespace without a name, which would stand in the records.
-static void traceStart(TracedUnit & unit, Options const & options, std::string const & refusals)
+static void traceStart(CountedLog & unit, Options const & options, std::string const & refusals)
 {
     if (!refusals.empty()) {
-        TRACEHOST_TRACE(unit, Severity::warning, "Running without %s", refusals.c_str());
+        COMMON_LOG_WARNING(unit, "Running without %s", refusals.c_str());
     }
-    TRACEHOST_TRACE(unit, Severity::message, "Version %s: period %s, load threads %u, followed files %zu",
-                    TRACEHOST_VERSION, durationText(options.period).c_str(), options.loadThreads, options.files.size());
+    COMMON_LOG_MESSAGE(unit, "Version %s: period %s, load threads %u, followed files %zu", TRACEHOST_VERSION,
+                       durationText(options.period).c_str(), options.loadThreads, options.files.size());
 }
 
 int runHost(Options const & options)
 {
     Signals const signals;
     common::log::host::FatalSignals const fatalSignals({"tracehost"});
-    RecordAccount account;
+    common::log::trace::CallAccount calls;
+    OutputCensus census;
     std::string summary;
+    Account account;
     {
-        RecordTap const tap;
-        common::log::trace::InternalTrace const internalTrace;
-        auto units = std::make_unique<Units>(options.states, account);
+        RecordTap const tap(tapOptions(census));
+        auto system = std::make_unique<TraceSystem>(options.states, options.selfTrace, calls);
+        Units const units = addUnits(*system, options);
         Inputs inputs;
-        if (::isatty(STDIN_FILENO) == 0) {
-            inputs.addStandardInput(units->add(kInputStdin, "input"));
+        if (units.standardInput != nullptr) {
+            inputs.addStandardInput(*units.standardInput);
         }
-        for (FollowedFile const & file : options.files) {
-            inputs.addFile(file.path, units->add(file.unitName, "input"));
+        for (std::size_t i = 0; i < options.files.size(); ++i) {
+            inputs.addFile(options.files[i].path, *units.files[i]);
         }
-        Cycle cycle({options.period, options.warnAbove, options.errorAbove}, units->add(kCycleWakeup, "cycle"),
-                    units->add(kCycleSummary, "cycle"));
+        Cycle cycle({options.period, options.warnAbove, options.errorAbove}, *units.wakeup, *units.summary);
+        LossWatch lossWatch(*units.loss, [&calls, &tap] {
+            return LossWatch::Losses{calls.counts().refused, tap.account().lostAltogether()};
+        });
         HostThread starter;
         {
             Load const load(options.loadThreads);
             std::string const refusals = acquirePrivileges(cycle.thread().handle(), {options.priority, options.cpu});
             // On a thread of its own, since this one has to take signals: the stream may be stalled from the start.
-            TracedUnit & start = units->add(kHostStart, "host");
-            starter.start([&start, &options, refusals] { traceStart(start, options, refusals); });
+            starter.start([&start = *units.start, &options, refusals] { traceStart(start, options, refusals); });
             (void)starter.waitFor(kStartLimit);
             inputs.start();
+            lossWatch.start();
             cycle.begin();
             waitForEnd(signals, options.duration, inputs);
             signals.endAtOnce();
         }
         cycle.stop();
         cycle.thread().join(); // it never waits for the stream, unlike all that follows
-        auto const summarize = [&] { return summaryText(cycle, account.counts(), tap.account(), inputs.lines()); };
+        auto const summarize = [&] {
+            account = {calls.counts(), tap.account(), census.ofUnits(), census.ofLibrary()};
+            return summaryText(cycle, account, inputs.lines());
+        };
         EndGuard const guard([&tap] { return progressOf(tap); },
                              [&summarize] {
                                  (void)writeSummary(summarize() + kStalled);
@@ -128,10 +151,21 @@ int runHost(Options const & options)
         inputs.stop();
         inputs.thread().join();
         starter.join();
-        units.reset(); // with them the handler, which writes what is queued
+        lossWatch.stop();
+        lossWatch.thread().join();
+        system.reset(); // with it the handler, which writes what is queued
         summary = summarize();
     }
-    return writeSummary(summary) ? 0 : 1;
+    return writeSummary(summary) && account.addsUp() ? 0 : 1;
+}
+
+std::string listUnits(Options const & options)
+{
+    RecordTap const tap; // the worker of the handler has something to say of its start and its end
+    common::log::trace::CallAccount calls;
+    TraceSystem system(options.states, options.selfTrace, calls);
+    (void)addUnits(system, options);
+    return unitTable(system.states());
 }
 
 } // namespace tracehost

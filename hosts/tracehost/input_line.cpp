@@ -4,13 +4,15 @@
 
 namespace tracehost {
 
+using namespace common::log::trace;
+
 InputLine parseInputLine(std::string const & line)
 {
     constexpr std::size_t kPrefixSize = 3;
     if (line.size() < kPrefixSize || line[0] != '<' || line[1] < '0' || line[1] > '7' || line[2] != '>') {
-        return {Severity::message, line.c_str()};
+        return {CLASS_MESSAGE, line.c_str()};
     }
-    Severity const severity = line[1] <= '3' ? Severity::error : line[1] == '4' ? Severity::warning : Severity::message;
+    DiagnosisClass const severity = line[1] <= '3' ? CLASS_ERROR : line[1] == '4' ? CLASS_WARNING : CLASS_MESSAGE;
     return {severity, line.c_str() + kPrefixSize};
 }
 

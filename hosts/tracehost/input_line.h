@@ -1,6 +1,6 @@
 #pragma once
 
-#include "traced_unit.h"
+#include <common/log/trace/main_diagnosis_code.h>
 
 #include <string>
 
@@ -9,7 +9,7 @@ namespace tracehost {
 /// A line of an input, as it is traced.
 struct InputLine
 {
-    Severity severity;
+    common::log::trace::DiagnosisClass severity;
     char const * text; ///< points into the line
 };
 

@@ -13,6 +13,10 @@
 
 namespace tracehost {
 
+using namespace common::log::trace;
+
+constexpr char const * kTraceComponent = "input";
+
 namespace {
 
 constexpr std::chrono::milliseconds kLookInterval(100);
@@ -31,13 +35,13 @@ Inputs::Inputs() : m_wakeUp(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 
 Inputs::~Inputs() { stop(); }
 
-void Inputs::addStandardInput(TracedUnit & unit)
+void Inputs::addStandardInput(CountedLog & unit)
 {
     m_standardInput.emplace_back(unit);
     m_isStandardInputOpen = true;
 }
 
-void Inputs::addFile(std::string const & path, TracedUnit & unit) { m_files.emplace_back(path, unit); }
+void Inputs::addFile(std::string const & path, CountedLog & unit) { m_files.emplace_back(path, unit); }
 
 void Inputs::start()
 {
@@ -129,8 +133,8 @@ void Inputs::readStandardInput()
     m_isStandardInputOpen = false;
     m_splitter.finish(tracerOf(m_standardInput.front()));
     if (size < 0) {
-        TRACEHOST_TRACE(m_standardInput.front().unit, Severity::error, "Cannot read standard input: %s",
-                        std::generic_category().message(error).c_str());
+        COMMON_LOG_ERROR(m_standardInput.front().unit, "Cannot read standard input: %s",
+                         std::generic_category().message(error).c_str());
     }
 }
 
@@ -175,14 +179,22 @@ void Inputs::traceLine(Source & source, std::string const & line)
 {
     source.lines.fetch_add(1, std::memory_order_relaxed);
     InputLine const parsed = parseInputLine(line);
-    TRACEHOST_TRACE(source.unit, parsed.severity, "%s", parsed.text);
+    switch (parsed.severity) {
+    case CLASS_ERROR:
+        COMMON_LOG_ERROR(source.unit, "%s", parsed.text);
+        break;
+    case CLASS_WARNING:
+        COMMON_LOG_WARNING(source.unit, "%s", parsed.text);
+        break;
+    default:
+        COMMON_LOG_MESSAGE(source.unit, "%s", parsed.text);
+    }
 }
 
 void Inputs::traceProblem(File & file)
 {
     if (auto const problem = file.follower.takeProblem()) {
-        TRACEHOST_TRACE(file.source.unit, Severity::warning, "Cannot read %s: %s", file.follower.path().c_str(),
-                        problem->c_str());
+        COMMON_LOG_WARNING(file.source.unit, "Cannot read %s: %s", file.follower.path().c_str(), problem->c_str());
     }
 }
 

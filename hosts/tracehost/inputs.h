@@ -4,7 +4,8 @@
 #include "file_follower.h"
 #include "host_thread.h"
 #include "line_splitter.h"
-#include "traced_unit.h"
+
+#include <common/log/trace.h>
 
 #include <atomic>
 #include <cstdint>
@@ -33,8 +34,8 @@ public:
     ~Inputs();
 
     /// Both only ahead of `start`. A file that exists is read from the end that it has at this call.
-    void addStandardInput(TracedUnit & unit);
-    void addFile(std::string const & path, TracedUnit & unit);
+    void addStandardInput(common::log::trace::CountedLog & unit);
+    void addFile(std::string const & path, common::log::trace::CountedLog & unit);
 
     /// Starts the thread, if there is anything to read.
     void start();
@@ -50,15 +51,17 @@ public:
 private:
     struct Source
     {
-        explicit Source(TracedUnit & tracedUnit) : unit(tracedUnit), unitName(tracedUnit.unitName()) {}
+        explicit Source(common::log::trace::CountedLog & tracedUnit)
+            : unit(tracedUnit), unitName(tracedUnit.getUnitName())
+        {}
 
-        TracedUnit & unit;
+        common::log::trace::CountedLog & unit;
         std::string const unitName; ///< its own, for the summary, which comes behind the unit
         std::atomic<std::uint64_t> lines{0};
     };
     struct File
     {
-        File(std::string const & path, TracedUnit & unit) : source(unit), follower(path) {}
+        File(std::string const & path, common::log::trace::CountedLog & unit) : source(unit), follower(path) {}
 
         Source source;
         FileFollower follower;

@@ -4,8 +4,6 @@ namespace tracehost {
 
 using common::log::trace::EnablingState;
 
-namespace {
-
 std::optional<EnablingState> parseFlags(std::string_view flags)
 {
     EnablingState state;
@@ -28,7 +26,12 @@ std::optional<EnablingState> parseFlags(std::string_view flags)
     return state;
 }
 
-} // namespace
+std::string flagsText(EnablingState const & state)
+{
+    std::string const flags =
+        std::string(state.messages ? "m" : "") + (state.warnings ? "w" : "") + (state.errors ? "e" : "");
+    return flags.empty() ? "-" : flags;
+}
 
 std::optional<StateRule> parseStateRule(std::string_view text)
 {

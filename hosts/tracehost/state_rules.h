@@ -16,8 +16,13 @@ struct StateRule
     common::log::trace::EnablingState state;
 };
 
-/// Reads PATTERN=FLAGS. The flags are any of the letters m, w and e, each at most once, or a single '-' for none. The
-/// last '=' parts the two, since the name of a followed file may hold one.
+/// Reads any of the letters m, w and e, each at most once, or a single '-' for none.
+std::optional<common::log::trace::EnablingState> parseFlags(std::string_view flags);
+
+/// The same letters, in that order.
+std::string flagsText(common::log::trace::EnablingState const & state);
+
+/// Reads PATTERN=FLAGS. The last '=' parts the two, since the name of a followed file may hold one.
 std::optional<StateRule> parseStateRule(std::string_view text);
 
 /// '*' stands for any number of characters, dots included, '?' for exactly one, all else for itself.

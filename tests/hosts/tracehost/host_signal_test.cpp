@@ -83,7 +83,7 @@ TEST(HostSignal, CountsWhatNobodyReads)
     host.closeInput();
     host.send(SIGTERM);
     EXPECT_EQ(host.wait(), 0);
-    EXPECT_EQ(summaryValue(host.output(), "lost"), 3U + 1U); // the end of the worker, too
+    EXPECT_EQ(summaryValue(host.output(), "lost"), 3U + 1U + 1U); // the end of the worker, and what tells of the loss
     EXPECT_EQ(summaryValue(host.output(), "messages"), 4U);
     EXPECT_EQ(summaryValue(host.output(), "lines of input.stdin"), 3U);
 }

@@ -59,6 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "--follow: 'x/a_b' makes a unit that exists already: input.a_b"},
         UseCase{{"--state", "cycle.*"}, "--state: 'cycle.*' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
         UseCase{{"--state", "cycle.*=x"}, "--state: 'cycle.*=x' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
+        UseCase{{"--self-trace", "mm"}, "--self-trace: 'mm' is not made of m, w, e, and not -"},
         UseCase{{"--state", "axis.*=m"}, "--state: no unit matches 'axis.*'"}),
     [](auto const & tested) { return caseName(tested.index, tested.param.arguments); });
 
@@ -75,6 +76,33 @@ TEST(HostUse, ShowsHelpAndVersionOnStandardOutput)
     }
     Process full({"/bin/sh", "-c", "exec \"$0\" --help >/dev/full", TRACEHOST_PROGRAM});
     EXPECT_EQ(full.wait(), 1);
+}
+
+TEST(HostUse, ListsItsUnitsWithTheirStatesAndStartsNone)
+{
+    Process host({TRACEHOST_PROGRAM, "--list", "--state", "cycle.*=we", "--state", "host.loss=-", "--self-trace", "m",
+                  "--follow", "/no/such.log"});
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_EQ(host.output(), "unit              default  current\n"
+                             "common.log.trace  e        m\n"
+                             "cycle.summary     we       we\n"
+                             "cycle.wakeup      we       we\n"
+                             "host.loss         -        -\n"
+                             "host.start        mwe      mwe\n"
+                             "input.stdin       mwe      mwe\n"
+                             "input.such_log    mwe      mwe\n");
+    EXPECT_THAT(messagesOf(host.errors(), "host.start"), testing::IsEmpty());
+}
+
+TEST(HostUse, LetsOutWhatTheLibraryTracesOfItself)
+{
+    Process host(hostCommand({"--self-trace", "m", "--duration", "10ms"}));
+    EXPECT_EQ(host.wait(), 0);
+    EXPECT_THAT(messagesOf(host.errors(), "common.log.trace"),
+                testing::IsSupersetOf({"Add trace unit 'cycle.wakeup'.", "Remove trace unit 'cycle.wakeup'."}));
+    Process quiet(hostCommand({"--self-trace", "-", "--duration", "10ms"}));
+    EXPECT_EQ(quiet.wait(), 0);
+    EXPECT_EQ(messagesOf(quiet.errors(), "common.log.trace").size(), kHandlerRecords);
 }
 
 } // namespace

@@ -11,6 +11,7 @@
 namespace tracehost {
 namespace {
 
+using namespace common::log::trace;
 using testing::ElementsAre;
 
 /// The lines of a text that comes in pieces of `pieceSize` bytes.
@@ -55,14 +56,14 @@ TEST(InputLine, TakesASeverityOffAsTheSystemJournalDoes)
     struct
     {
         char const * line;
-        Severity severity;
+        DiagnosisClass severity;
         char const * text;
     } const cases[] = {
-        {"<0>a", Severity::error, "a"},        {"<3>a", Severity::error, "a"},    {"<4>a", Severity::warning, "a"},
-        {"<5>a", Severity::message, "a"},      {"<7>a", Severity::message, "a"},  {"<3>", Severity::error, ""},
-        {"<3><4>a", Severity::error, "<4>a"},  {"a", Severity::message, "a"},     {"", Severity::message, ""},
-        {"<8>a", Severity::message, "<8>a"},   {"<3", Severity::message, "<3"},   {"<13>a", Severity::message, "<13>a"},
-        {" <3>a", Severity::message, " <3>a"}, {"<3a", Severity::message, "<3a"}, {"</>a", Severity::message, "</>a"},
+        {"<0>a", CLASS_ERROR, "a"},        {"<3>a", CLASS_ERROR, "a"},    {"<4>a", CLASS_WARNING, "a"},
+        {"<5>a", CLASS_MESSAGE, "a"},      {"<7>a", CLASS_MESSAGE, "a"},  {"<3>", CLASS_ERROR, ""},
+        {"<3><4>a", CLASS_ERROR, "<4>a"},  {"a", CLASS_MESSAGE, "a"},     {"", CLASS_MESSAGE, ""},
+        {"<8>a", CLASS_MESSAGE, "<8>a"},   {"<3", CLASS_MESSAGE, "<3"},   {"<13>a", CLASS_MESSAGE, "<13>a"},
+        {" <3>a", CLASS_MESSAGE, " <3>a"}, {"<3a", CLASS_MESSAGE, "<3a"}, {"</>a", CLASS_MESSAGE, "</>a"},
     };
     for (auto const & tested : cases) {
         std::string const line = tested.line;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <streambuf>
 #include <string_view>
 #include <vector>
@@ -73,6 +74,7 @@ struct RecordTapAccount
     std::uint64_t droppedTexts = 0;                 ///< single insertions out of a sink, or without memory for them
 
     std::uint64_t lostFor(Loss reason) const { return lost[static_cast<std::size_t>(reason)]; }
+    std::uint64_t lostAltogether() const { return std::accumulate(lost.begin(), lost.end(), std::uint64_t{0}); }
 };
 
 /// Stands behind `std::cerr` while it lives, and brings out the records of all threads whole and one after the other:
