@@ -33,5 +33,7 @@
 #include <common/log/trace/manager.h>
 #include <common/log/trace/map_results.h>
 #include <common/log/trace/output_hook.h>
+#include <common/log/trace/persistence_helper_itf.h>
+#include <common/log/trace/persistence_phase.h>
 #include <common/log/trace/trace_result.h>
 // IWYU pragma: end_exports
