@@ -25,7 +25,9 @@
 ///
 /// Component  The constant `kTraceComponent`, the nearest one that the call site sees: of its class, its namespace, its
 ///            file. Without one the call does not compile.
-/// Snap       `snapNameText()`. Function: see FunctionName.
+/// Snap       `snapNameText()`.
+/// Function   Its qualified name, see FunctionName. On the real-time road, which has room for 63 characters, a longer
+///            one loses its outermost namespaces.
 /// Format     A literal, which the compiler checks against its arguments. The code's class is checked as well.
 /// Arguments  Evaluated once and only for a record that goes out; `unit` once, a limit only where the severity is on.
 /// Held back  Of calls that a limit held back the next record tells, ahead of its text, where no cut reaches it:

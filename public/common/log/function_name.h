@@ -31,6 +31,23 @@ public:
 
     constexpr char const * text() const noexcept { return m_text; }
 
+    /// The name without as many of its outermost scopes as have to go for it to have at most `length` characters. The
+    /// last name of it always stays.
+    constexpr char const * innermost(std::size_t length) const noexcept
+    {
+        std::size_t end = 0;
+        while (m_text[end] != '\0') {
+            ++end;
+        }
+        std::size_t start = 0;
+        for (std::size_t position = 0; end - start > length && position != end; ++position) {
+            if (behindText(m_text + position, "::") != nullptr) {
+                start = position + 2;
+            }
+        }
+        return m_text + start;
+    }
+
 private:
     /// Reads one piece of the signature. What was kept turns out to be of the result type where a blank, '*' or '&'
     /// follows, and is dropped.

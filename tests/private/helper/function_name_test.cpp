@@ -63,6 +63,15 @@ TEST(FunctionName, IsFreeOfResultParametersAndTemplateArguments)
     }
 }
 
+TEST(FunctionName, LosesOutermostScopesWhereItIsTooLong)
+{
+    FunctionName const name("void alpha::beta::gamma::run()");
+    EXPECT_STREQ(name.innermost(23), "alpha::beta::gamma::run");
+    EXPECT_STREQ(name.innermost(22), "beta::gamma::run");
+    EXPECT_STREQ(name.innermost(15), "gamma::run");
+    EXPECT_STREQ(name.innermost(2), "run");
+}
+
 using Names = std::vector<std::string>;
 
 #define KEEP_OWN_NAME                                                                                                  \

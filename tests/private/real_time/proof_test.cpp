@@ -107,6 +107,47 @@ TraceResult callWithImpossibleText(Road & road)
 
 TraceResult callDisabled(Road & road) { return road.silentUnit().logRealTime(kWarning, parameters("axis %d"), 3); }
 
+constexpr char const * kTraceComponent = "axis";
+
+/// What the account of a unit says of a call by a macro, which has no result. A call that is held back counts as done.
+template <typename Call>
+TraceResult resultOf(CountedLog & unit, Call const & call)
+{
+    CallCounts const before = unit.account().counts();
+    call();
+    CallCounts const after = unit.account().counts();
+    return after.refused != before.refused           ? TRACE_QUEUE_FULL
+           : after.switchedOff != before.switchedOff ? TRACE_DISABLED
+                                                     : TRACE_OK;
+}
+
+TraceResult callSite(Road & road)
+{
+    return resultOf(road.unit(), [&] { COMMON_LOG_WARNING_REAL_TIME(road.unit(), "axis %d of %s", 3, "machine"); });
+}
+
+TraceResult callSiteOff(Road & road)
+{
+    return resultOf(road.unit(), [&] { COMMON_LOG_MESSAGE_REAL_TIME_ONCE(road.silentUnit(), "axis %d", 3); });
+}
+
+TraceResult callSiteEveryN(Road & road)
+{
+    return resultOf(road.unit(), [&] { COMMON_LOG_ERROR_REAL_TIME_EVERY_N(road.unit(), 3, "axis %d", 3); });
+}
+
+TraceResult callSiteEvery(Road & road)
+{
+    return resultOf(road.unit(), [&] { COMMON_LOG_MESSAGE_REAL_TIME_EVERY(road.unit(), 1, "axis %d", 3); });
+}
+
+/// Each instance of a template is a site of its own.
+template <Meets>
+TraceResult callSiteOnce(Road & road)
+{
+    return resultOf(road.unit(), [&] { COMMON_LOG_WARNING_REAL_TIME_ONCE(road.unit(), "axis %d", 3); });
+}
+
 TraceResult pushOtherEntry(Road & road) { return road.handler().addTraceData(DataOfQueue()); }
 
 Branch const kBranches[] = {
@@ -122,6 +163,12 @@ Branch const kBranches[] = {
     {"WrongClassAndList", Meets::room, TRACE_INVALID_ARGUMENT, callWithWrongClassAndList},
     {"ImpossibleText", Meets::room, TRACE_FAILED, callWithImpossibleText},
     {"OtherEntry", Meets::room, TRACE_OK, pushOtherEntry},
+    {"CallSite", Meets::room, TRACE_OK, callSite},
+    {"CallSiteOff", Meets::room, TRACE_DISABLED, callSiteOff},
+    {"CallSiteEveryN", Meets::room, TRACE_OK, callSiteEveryN},
+    {"CallSiteEvery", Meets::room, TRACE_OK, callSiteEvery},
+    {"CallSiteOnce", Meets::room, TRACE_OK, callSiteOnce<Meets::room>},
+    {"CallSiteOnceFullQueue", Meets::fullQueue, TRACE_QUEUE_FULL, callSiteOnce<Meets::fullQueue>},
     {"FullQueue", Meets::fullQueue, TRACE_QUEUE_FULL, callWith<kWarning>},
     {"ShuttingDown", Meets::shutdown, TRACE_SHUTTING_DOWN, callWith<kWarning>},
 };

@@ -17,11 +17,11 @@ std::function<void()> g_whileJoining;
 
 Road::Road()
     : m_stream(std::cerr.rdbuf(nullptr)), m_handler(std::make_unique<trace::Handler>()),
-      // Without a share in the handler, so that the unit can still be called while the handler goes.
-      m_unit(std::make_unique<trace::Log>("axis.control",
-                                          std::shared_ptr<trace::Handler>(std::shared_ptr<void>(), m_handler.get()))),
-      m_silentUnit(std::make_unique<trace::Log>(
-          "axis.silent", std::shared_ptr<trace::Handler>(std::shared_ptr<void>(), m_handler.get())))
+      // Without a share in the handler, so that the units can still be called while the handler goes.
+      m_unit(std::make_unique<trace::CountedLog>(
+          "axis.control", std::shared_ptr<trace::Handler>(std::shared_ptr<void>(), m_handler.get()), m_account)),
+      m_silentUnit(std::make_unique<trace::CountedLog>(
+          "axis.silent", std::shared_ptr<trace::Handler>(std::shared_ptr<void>(), m_handler.get()), m_account))
 {
     m_unit->setEnablingState(true);
 }

@@ -24,8 +24,8 @@ public:
     Road & operator=(Road const &) = delete;
     ~Road();
 
-    trace::Log & unit() { return *m_unit; }
-    trace::Log & silentUnit() { return *m_silentUnit; }
+    trace::CountedLog & unit() { return *m_unit; }
+    trace::CountedLog & silentUnit() { return *m_silentUnit; }
     trace::Handler & handler() { return *m_handler; }
 
     /// Lets the worker's entry function run on this thread until it has written what is queued. The queue must not be
@@ -38,8 +38,9 @@ public:
 private:
     std::streambuf * m_stream;
     std::unique_ptr<trace::Handler> m_handler;
-    std::unique_ptr<trace::Log> m_unit;
-    std::unique_ptr<trace::Log> m_silentUnit;
+    trace::CallAccount m_account; // of both
+    std::unique_ptr<trace::CountedLog> m_unit;
+    std::unique_ptr<trace::CountedLog> m_silentUnit;
 };
 
 } // namespace common::log::test

@@ -25,7 +25,7 @@
         if (::common::log::trace::g_internalTrace != nullptr &&                                                        \
             ::common::log::trace::g_internalTrace->activeUnit() != nullptr &&                                          \
             ::common::log::trace::g_internalTrace->enablingState().flag) {                                             \
-            COMMON_LOG_CALL_PLACE(selfTracePlace);                                                                     \
+            COMMON_LOG_CALL_PLACE(selfTracePlace, ::common::log::kAnyLength);                                          \
             ::common::log::trace::sendSelfTrace(::common::log::trace::code, selfTracePlace, __VA_ARGS__);              \
             if (false) {                                                                                               \
                 ::common::log::checkPrintfFormat(__VA_ARGS__);                                                         \

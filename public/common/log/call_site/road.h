@@ -9,6 +9,8 @@ namespace common::log::trace {
 /// by `checkPrintfFormat`.
 struct OrdinaryRoad
 {
+    static constexpr std::size_t kFunctionNameLength = kAnyLength;
+
     template <typename... Arguments>
     static TraceResult send(ILog & unit, unsigned int mainDiagnosisCode, char const * componentName,
                             char const * snapName, CallPlace const & place, char const * format, Arguments... arguments)
@@ -25,6 +27,8 @@ struct OrdinaryRoad
 /// Real time  Safe.
 struct RealTimeRoad
 {
+    static constexpr std::size_t kFunctionNameLength = 63; // more would be cut, and the cut reported, at each call
+
     template <typename... Arguments>
     static TraceResult send(ILogRealTime & unit, unsigned int mainDiagnosisCode, char const * componentName,
                             char const * snapName, CallPlace const & place, char const * format, Arguments... arguments)

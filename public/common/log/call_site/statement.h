@@ -31,7 +31,7 @@
         } else {                                                                                                       \
             static ::common::log::trace::limit commonLogLimit;                                                         \
             if (commonLogLimit.passes limitArguments) {                                                                \
-                COMMON_LOG_CALL_PLACE(commonLogPlace);                                                                 \
+                COMMON_LOG_CALL_PLACE(commonLogPlace, ::common::log::trace::road::kFunctionNameLength);                \
                 ::common::log::trace::call_site::send<CommonLogSeverity, ::common::log::trace::road>(                  \
                     commonLogUnit, code, kTraceComponent, commonLogPlace, commonLogLimit,                              \
                     "(%llu held back) " COMMON_LOG_FIRST(__VA_ARGS__), __VA_ARGS__);                                   \

@@ -1,0 +1,208 @@
+#include "handler_fixture.h"
+
+#include <cstdio>
+#include <cstring>
+#include <ostream>
+#include <thread>
+
+namespace common::log::test {
+
+namespace {
+
+using namespace common::log::trace;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+[[maybe_unused]] constexpr char const * kTraceComponent = "the file, which is farther away than the class";
+
+std::string const kSnapName = SnapName().getSnapName(); // at load: the tests change the environment
+
+struct Site
+{
+    char const * name;
+    unsigned int line;
+    bool EnablingState::*flag;
+    std::string codeAndTitle;
+    void (*call)(CountedLog & unit, int & evaluated);
+};
+
+std::ostream & operator<<(std::ostream & stream, Site const & site) { return stream << site.name; }
+
+#define SITE(name, flag, codeAndTitle, statement)                                                                      \
+    Site                                                                                                               \
+    {                                                                                                                  \
+#name, __LINE__, &EnablingState::flag, codeAndTitle, [](CountedLog & unit, int & evaluated) { statement; }     \
+    }
+
+#define SITES(severity, flag, title, code, ownCode)                                                                    \
+    SITE(severity, flag, #code "|" title, COMMON_LOG_##severity(unit, "%s %d", "text", ++evaluated)),                  \
+        SITE(severity##_CODE, flag, #ownCode "|" title,                                                                \
+             COMMON_LOG_##severity##_CODE(unit, 0x##ownCode, "%s %d", "text", ++evaluated)),                           \
+        SITE(severity##_EVERY_N, flag, #code "|" title,                                                                \
+             COMMON_LOG_##severity##_EVERY_N(unit, 2, "%s %d", "text", ++evaluated)),                                  \
+        SITE(severity##_EVERY, flag, #code "|" title,                                                                  \
+             COMMON_LOG_##severity##_EVERY(unit, 1'000'000, "%s %d", "text", ++evaluated)),                            \
+        SITE(severity##_ONCE, flag, #code "|" title, COMMON_LOG_##severity##_ONCE(unit, "%s %d", "text", ++evaluated))
+
+struct Axis
+{
+    static constexpr char const * kTraceComponent = "axis";
+
+    static std::vector<Site> sites()
+    {
+        return {SITES(MESSAGE, messages, "Trace message ", 080A0112, FFFAFFFF),
+                SITES(WARNING, warnings, "Trace warning ", 080E0112, 000E0000),
+                SITES(ERROR, errors, "Trace error ", 080F0112, 123F4567),
+                SITES(MESSAGE_REAL_TIME, messages, "Trace message ", 080A0112, FFFAFFFF),
+                SITES(WARNING_REAL_TIME, warnings, "Trace warning ", 080E0112, 000E0000),
+                SITES(ERROR_REAL_TIME, errors, "Trace error ", 080F0112, 123F4567)};
+    }
+};
+
+class CallSite : public HandlerTest
+{
+protected:
+    CallSite()
+    {
+        start();
+        unit = std::make_unique<CountedLog>("axis.control", handler, account);
+        unit->setEnablingState(true);
+        stream.clear();
+    }
+
+    CallAccount account;
+    std::unique_ptr<CountedLog> unit;
+};
+
+class CallSiteOf : public CallSite, public testing::WithParamInterface<Site>
+{
+};
+
+TEST_P(CallSiteOf, FillsInWhereItStands)
+{
+    Site const & site = GetParam();
+    int evaluated = 0;
+    site.call(*unit, evaluated);
+    std::vector<std::string> const ordinary = written();
+    std::string const expected = "T||" + site.codeAndTitle + "axis.control|||axis|" + kSnapName +
+                                 "|axis.control|call_site_test.cpp|common::log::test::{anonymous}::Axis::sites|" +
+                                 std::to_string(site.line) + "|text 1";
+    bool const isRealTime = std::strstr(site.name, "REAL_TIME") != nullptr;
+    EXPECT_THAT(ordinary, SizeIs(isRealTime ? 0 : 1));
+    EXPECT_THAT(isRealTime ? drain() : ordinary, ElementsAre(expected));
+}
+
+TEST_P(CallSiteOf, EvaluatesNothingWhereItsOwnFlagIsOff)
+{
+    EnablingState others{true, true, true};
+    others.*GetParam().flag = false;
+    unit->setEnablingState(others);
+    int evaluated = 0;
+    GetParam().call(*unit, evaluated);
+    EXPECT_EQ(evaluated, 0);
+    EXPECT_THAT(written(), IsEmpty());
+    EXPECT_THAT(drain(), IsEmpty());
+    EXPECT_EQ(account.counts().switchedOff, 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Name, CallSiteOf, testing::ValuesIn(Axis::sites()),
+                         [](auto const & instance) { return instance.param.name; });
+
+/// What the records say was held back, all together.
+unsigned int heldBack(std::vector<std::string> const & records)
+{
+    unsigned int sum = 0;
+    for (std::string const & record : records) {
+        unsigned int one = 0;
+        (void)std::sscanf(record.c_str() + record.rfind('|'), "|(%u held back) ", &one);
+        sum += one;
+    }
+    return sum;
+}
+
+struct Limit
+{
+    char const * name;
+    std::size_t records; ///< of 10,000 calls
+    void (*call)(Log & unit);
+};
+
+std::ostream & operator<<(std::ostream & stream, Limit const & limit) { return stream << limit.name; }
+
+class LimitedCallSite : public CallSite, public testing::WithParamInterface<Limit>
+{
+};
+
+TEST_P(LimitedCallSite, LetsThroughOfManyThreadsWhatItSays)
+{
+    Limit const & limit = GetParam();
+    std::vector<std::thread> threads;
+    for (int number = 0; number != 4; ++number) {
+        threads.emplace_back([&] {
+            for (int call = 0; call != 2500; ++call) {
+                limit.call(*unit);
+            }
+        });
+    }
+    for (std::thread & thread : threads) {
+        thread.join();
+    }
+    unit->setEnablingState(false);
+    limit.call(*unit); // which counts nowhere
+    unit->setEnablingState(true);
+    limit.call(*unit);
+    std::vector<std::string> const records = drain();
+    EXPECT_EQ(records.size(), limit.records);
+    EXPECT_EQ(heldBack(records), limit.records == 1 ? 0U : 10'001U - limit.records);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Limit, LimitedCallSite,
+    testing::Values(Limit{"EveryN", 1001, [](Log & unit) { COMMON_LOG_WARNING_REAL_TIME_EVERY_N(unit, 10, "text"); }},
+                    Limit{"Every", 1, [](Log & unit) { COMMON_LOG_ERROR_REAL_TIME_EVERY(unit, 1'000'000, "text"); }},
+                    Limit{"Once", 1, [](Log & unit) { COMMON_LOG_MESSAGE_REAL_TIME_ONCE(unit, "text"); }}),
+    [](auto const & instance) { return instance.param.name; });
+
+TEST_F(CallSite, TellsOfARefusedCallTheAccountAndOfWhatWasHeldBackTheNextRecord)
+{
+    auto const callEverySecond = [this] { COMMON_LOG_WARNING_REAL_TIME_EVERY_N(*unit, 2, "second"); };
+    auto const callOnce = [this] { COMMON_LOG_ERROR_REAL_TIME_ONCE(*unit, "once"); };
+    fill(traceEntry(kMessage, ""), kQueueSize - 1);
+    fill(entryOfType(DATA_TERMINATE), 1);
+    for (int i = 0; i != 4; ++i) {
+        callEverySecond(); // refused, held back, refused, held back
+    }
+    callOnce();
+    ASSERT_EQ(layer.runWorker(), TRACE_OK);
+    callEverySecond();
+    callOnce();
+    callOnce();
+    COMMON_LOG_MESSAGE_REAL_TIME(*unit, "%0300d", 1);
+    std::vector<std::string> const records = drain();
+    EXPECT_THAT(records, ElementsAre(EndsWith("|(2 held back) second"), EndsWith("|once"), EndsWith("00")));
+    CallCounts const counts = account.counts();
+    EXPECT_EQ(counts.warnings, 3U);
+    EXPECT_EQ(counts.errors, 2U);
+    EXPECT_EQ(counts.refused, 3U);
+    EXPECT_EQ(counts.messages, 1U);
+    EXPECT_EQ(counts.cut, 1U);
+}
+
+TEST(AtMostEvery, CountsItsPeriodFromTheCallThatPassed)
+{
+    AtMostEvery limit;
+    AtMostEvery::Clock::time_point const start(std::chrono::hours(-1)); // a clock may begin anywhere
+    std::string passed;
+    for (int milliseconds = 0; milliseconds <= 25; ++milliseconds) {
+        if (limit.passesAt(start + std::chrono::milliseconds(milliseconds == 10 ? 9 : milliseconds), 10)) {
+            passed += std::to_string(milliseconds) + ":" + std::to_string(limit.takeHeldBack()) + " ";
+        }
+    }
+    EXPECT_EQ(passed, "0:0 11:10 21:9 ");
+}
+
+} // namespace
+
+} // namespace common::log::test
