@@ -66,7 +66,7 @@ public:
     }
 
     /// Where the value lies: the buffer, or `data` itself.
-    void * dataPointer() noexcept { return const_cast<void *>(std::as_const(*this).dataPointer()); }
+    void * dataPointer() noexcept { return isBuffer(type) ? static_cast<void *>(buffer()) : &data; }
     void const * dataPointer() const noexcept { return isBuffer(type) ? static_cast<void const *>(buffer()) : &data; }
 
     /// The size of the value in bytes.

@@ -22,6 +22,7 @@
 #include <common/log/trace/check_and_set_string.h>
 #include <common/log/trace/data_of_queue.h>
 #include <common/log/trace/enabling_state.h>
+#include <common/log/trace/enabling_states_provider_node.h>
 #include <common/log/trace/handler.h>
 #include <common/log/trace/i_log.h>
 #include <common/log/trace/i_log_real_time.h>

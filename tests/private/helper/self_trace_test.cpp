@@ -1,12 +1,9 @@
 #include "helper/self_trace.h"
 
-#include "helper/format.h"
+#include "recording_unit.h"
 #include "support/internal_trace_access.h"
 #include "unit_calls.h"
 
-#include <cstdarg>
-#include <functional>
-#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -26,40 +23,6 @@ void reportAtEachSeverity(int & evaluated)
 }
 
 namespace {
-
-/// A unit that keeps what it is called with. Nothing but `logRealTime` may be called.
-class RecordingUnit : public ILogRealTime
-{
-public:
-    TraceResult log(unsigned int, char const *, char const *, char const *, char const *, unsigned int, char const *,
-                    ...) override COMMON_LOG_PRINTF_FORMAT(8, 9)
-    {
-        throw std::logic_error("log");
-    }
-    TraceResult logRealTime(unsigned int mainDiagnosisCode, LogParameters const & parameters, ...) override
-    {
-        std::va_list arguments;
-        va_start(arguments, parameters); // NOLINT(clang-diagnostic-varargs): as the interface is
-        char text[256];
-        auto const & extended = dynamic_cast<LogParametersExtended const &>(parameters);
-        (void)formatArguments(text, sizeof text, extended.format, argumentPointer(arguments));
-        va_end(arguments);
-        codes.push_back(mainDiagnosisCode);
-        texts.emplace_back(text);
-        last = extended;
-        whileCalled();
-        return TRACE_FAILED; // ignored
-    }
-    TraceResult logRealTimeVaList(unsigned int, LogParameters const &, char *) override
-    {
-        throw std::logic_error("logRealTimeVaList");
-    }
-
-    std::function<void()> whileCalled = [] {};
-    std::vector<unsigned int> codes;
-    std::vector<std::string> texts;
-    LogParametersExtended last;
-};
 
 class SelfTrace : public UnitTest
 {

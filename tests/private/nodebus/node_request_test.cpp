@@ -1,0 +1,172 @@
+#include "node_fixture.h"
+
+#include "nodebus/map_to_nb_result.h"
+#include "recording_unit.h"
+
+#include <array>
+#include <stdexcept>
+
+namespace common::log::test {
+
+using namespace common::log::trace;
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr char const * kStart = "110 100 111"; // of axis.control, axis.drive and plc
+
+struct Request
+{
+    char const * operation;
+    char const * address;
+    std::optional<std::string> data;
+    char const * answer;
+    std::string report = {};
+    char const * states = kStart; // afterwards
+};
+
+std::string invalid(std::string const & address)
+{
+    return "Request for address '" + address + "' failed with error code 'NB_INVALID_ADDRESS'.";
+}
+constexpr char const * kWrongSize = "Invalid argument size '2' for data, expected '3'.";
+
+Request const kRequests[] = {
+    {"Browse", "r/u", {}, "NB_OK [axis,plc]"},
+    {"Browse", "r/u/axis", {}, "NB_OK [control,drive]"},
+    {"Browse", "x/yzaxis", {}, "NB_OK [control,drive]"}, // what stands ahead of the prefix is not compared
+    {"Browse", "r/u/axis/control", {}, "NB_OK"},
+    {"Browse", "r/u/ax", {}, "NB_INVALID_ADDRESS", "Invalid address 'r/u/ax' was requested."},
+    {"Browse", "r/u/axis/", {}, "NB_INVALID_ADDRESS", "Invalid address 'r/u/axis/' was requested."},
+    {"Browse", "r/u/", {}, "NB_INVALID_ADDRESS", "Invalid address 'r/u/' was requested."},
+    {"Read", "r/u", "ignored", "NB_OK 100"},
+    {"Read", "r/u/axis", {}, "NB_OK 100"},
+    {"Read", "r/u/axis/control", {}, "NB_OK 110"},
+    {"Read", "r/u/axis.control", {}, "NB_OK 110"},
+    {"Read", "r/u/ax", {}, "NB_INVALID_ADDRESS", invalid("r/u/ax")},
+    {"Read", "r/u/plc/", {}, "NB_INVALID_ADDRESS", invalid("r/u/plc/")},
+    {"Write", "r/u", "1", "NB_OK", "", "111 111 111"},
+    {"Write", "r/u/axis", "0", "NB_OK", "", "000 000 111"},
+    {"Write", "r/u/axis/drive", "011", "NB_OK", "", "110 011 111"},
+    {"Write", "r/u/ax", "1", "NB_INVALID_ADDRESS", invalid("r/u/ax")},
+    {"Write", "r/u/axis", {}, "NB_INVALID_VALUE", "Invalid argument: data"},
+    {"Write", "r/u/axis", "11", "NB_SIZE_MISMATCH", kWrongSize},
+    {"Write", "r", "11", "NB_SIZE_MISMATCH", kWrongSize}, // ahead of an address that would throw
+    {"Write", "r/u/ax", "text", "NB_TYPE_MISMATCH", "Invalid argument type for data."},
+    {"Create", "r/u/axis", "1", "NB_UNSUPPORTED", "Request for address 'r/u/axis' is unsupported."},
+    {"Remove", "r", {}, "NB_UNSUPPORTED", "Request for address 'r' is unsupported."},
+    {"Metadata", "r/u", {}, "NB_UNSUPPORTED", "Request for address 'r/u' is unsupported."},
+};
+
+class NodeRequest : public NodeTest, public testing::WithParamInterface<Request>
+{
+};
+
+TEST_P(NodeRequest, IsAnsweredOnceAndReportedByItsHandler)
+{
+    Request const & request = GetParam();
+    (void)registered("axis.control", {true, true, false});
+    (void)registered("axis.drive", {true, false, false});
+    (void)registered("plc", {true, true, true});
+    EXPECT_EQ(ask(request.operation, request.address, request.data), request.answer);
+    std::vector<std::string> expected;
+    if (!request.report.empty()) {
+        expected = {std::string("warning EnablingStatesProviderNode::on") + request.operation + ": " + request.report};
+    }
+    EXPECT_EQ(takeReports(), expected);
+    std::string states;
+    for (auto const & unit : units) {
+        states += (states.empty() ? "" : " ") + textOf(unit->getEnablingState());
+    }
+    EXPECT_EQ(states, request.states);
+}
+INSTANTIATE_TEST_SUITE_P(Of, NodeRequest, testing::ValuesIn(kRequests),
+                         [](auto const & i) { return std::to_string(i.index) + i.param.operation; });
+
+TEST_F(NodeTest, HasAReadableRootWithoutUnitsAndNothingToBrowse)
+{
+    EXPECT_EQ(ask("Read", "r/u"), "NB_OK 111");
+    EXPECT_EQ(ask("Write", "r/u", "0"), "NB_OK");
+    EXPECT_EQ(ask("Browse", "r/u"), "NB_INVALID_ADDRESS");
+}
+
+TEST_F(NodeTest, ThrowsForAnAddressShorterThanItsRoot)
+{
+    for (char const * const operation : {"Browse", "Read", "Write"}) {
+        EXPECT_THROW((void)ask(operation, "r/", "1"), std::out_of_range) << operation;
+    }
+}
+
+// The Manager registers a unit without a name, and does not find it again.
+TEST_F(NodeTest, PassesOnThatAUnitCouldNotBeReadOrWritten)
+{
+    (void)registered("");
+    EXPECT_EQ(ask("Browse", "r/u/"), "NB_OK");
+    EXPECT_EQ(ask("Read", "r/u/"), "NB_SUBMODULE_FAILURE");
+    EXPECT_THAT(takeReports(),
+                ElementsAre("error Manager::getEnablingStateTraceUnit: Invalid argument: unitName",
+                            "error EnablingStatesProviderNode::onRead: Calling 'getEnablingStateTraceUnit' failed with "
+                            "error code 0xF0000003"));
+    EXPECT_EQ(ask("Write", "r/u/", "1"), "NB_SUBMODULE_FAILURE");
+    EXPECT_THAT(
+        takeReports(),
+        ElementsAre("error Manager::setEnablingStateTraceUnit: Invalid argument: unitName",
+                    "error EnablingStatesProviderNode::onWrite: Calling 'setEnablingStateTraceUnit' for unit '' "
+                    "failed with error code 0xF0000003",
+                    "warning EnablingStatesProviderNode::onWrite: Request for address 'r/u/' failed with error "
+                    "code 'NB_SUBMODULE_FAILURE'."));
+}
+
+TEST_F(NodeTest, EndsAWriteAtAUnitThatWentAwayAndTakesNothingBack)
+{
+    for (char const * const name : {"axis.with.a.long.name1", "axis.with.a.long.name2", "axis.with.a.long.name3"}) {
+        (void)registered(name);
+    }
+    ILogRealTime * const usual = internalTrace.activeUnit();
+    RecordingUnit reporter;
+    setActiveUnit(internalTrace, &reporter);
+    setFlags(internalTrace, kEverything);
+    int announced = 0;
+    reporter.whileCalled = [&] { // ahead of the lock that a switch takes
+        if (reporter.texts.back().find("Set enabling state for trace unit") == 0 && ++announced == 2) {
+            setFlags(internalTrace, {false, true, true});
+            reporter.texts.clear();
+            for (auto const & unit : units) {
+                (void)manager->removeTraceUnit(unit.get());
+            }
+        }
+    };
+    EXPECT_EQ(ask("Write", "r/u/axis", "1"), "NB_SUBMODULE_FAILURE");
+    setActiveUnit(internalTrace, usual);
+
+    EXPECT_THAT(reporter.texts,
+                ElementsAre(HasSubstr("was not found"),
+                            // A long name goes in as an object and comes out as its first bytes.
+                            AllOf(HasSubstr("'setEnablingStateTraceUnit' for unit '"), Not(HasSubstr("axis")),
+                                  EndsWith("' failed with error code 0xF0000008")),
+                            "Request for address 'r/u/axis' failed with error code 'NB_SUBMODULE_FAILURE'."));
+    int written = 0;
+    for (auto const & unit : units) {
+        written += unit->getEnablingState().messages ? 1 : 0;
+    }
+    EXPECT_EQ(written, 1);
+}
+
+TEST(MapToNbResult, TellsSuccessUnsupportedAndAllElse)
+{
+    for (std::uint32_t const number : {0U, 1U, 2U, 3U, 0xF0000001U, 0xF0000002U, 0xF000000EU, 0xFFFFFFFFU}) {
+        EXPECT_STREQ(mapToNbResult(static_cast<TraceResult>(number)).toString(), number == 1 || number == 2 ? "NB_OK"
+                                                                                 : number == TRACE_UNSUPPORTED
+                                                                                     ? "NB_UNSUPPORTED"
+                                                                                     : "NB_SUBMODULE_FAILURE")
+            << number;
+    }
+}
+
+} // namespace
+
+} // namespace common::log::test
