@@ -13,13 +13,13 @@ constexpr char const * kUnknownSnap = "unknownSnap";
 
 // Null ahead of its initialisation. Stays to the end of the process, since no destructor knows which thread writes the
 // last record.
-SnapName const * const g_nameAtLoad = new SnapName;
+SnapName const * const kNameAtLoad = new SnapName;
 
 } // namespace
 
 char const * snapNameText() noexcept
 {
-    return g_nameAtLoad != nullptr ? g_nameAtLoad->getSnapName().c_str() : kUnknownSnap;
+    return kNameAtLoad != nullptr ? kNameAtLoad->getSnapName().c_str() : kUnknownSnap;
 }
 
 SnapName::SnapName() : m_name(kUnknownSnap) { setSnapName(); }
