@@ -1,22 +1,27 @@
-#include "run_on_thread.h"
-
-#include <gtest/gtest.h>
+#include "thread_support.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <ostream>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace common_zep::test {
 namespace {
 
-TEST(ThreadCreate, RefusesNullPointers)
+/// With tests that take rights or cores away from the process, which is a child of its own for that.
+class ThreadCreate : public testing::Test
+{
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(ThreadCreate, RefusesNullPointers)
 {
     std::uint64_t handle = 5;
     EXPECT_EQ(ZEP_eThreadCreate(nullptr, "none", &runWork, nullptr, 0, 65536, 0, false), ZEP_INVALID_ARGUMENT);
@@ -25,10 +30,8 @@ TEST(ThreadCreate, RefusesNullPointers)
     EXPECT_EQ(ZEP_eThreadGetUsableCores(nullptr), ZEP_INVALID_ARGUMENT);
 }
 
-TEST(ThreadCreate, LeavesNothingBehindWhenTheSystemRefuses)
+TEST_F(ThreadCreate, LeavesNothingBehindWhenTheSystemRefuses)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    // In a process of its own, whose user is out of threads.
     auto const createWithoutRoom = [] {
         Work work = [] { return 0U; };
         std::uint64_t handle = 5;
@@ -36,7 +39,7 @@ TEST(ThreadCreate, LeavesNothingBehindWhenTheSystemRefuses)
         if (setrlimit(RLIMIT_NPROC, &none) != 0 || setresuid(65533, 65533, 65533) != 0) {
             std::_Exit(2);
         }
-        std::uint32_t const status = ZEP_eThreadCreate(&handle, "none", &runWork, &work, 10, 65536, 0, false);
+        std::uint32_t const status = create(handle, work, {"none", 10, 65536, 0});
         std::_Exit(status == ZEP_START_REFUSED && handle == 0 && ZEP_eThreadDelete(1) == ZEP_UNKNOWN_THREAD ? 0 : 1);
     };
     if (geteuid() != 0) {
@@ -45,39 +48,20 @@ TEST(ThreadCreate, LeavesNothingBehindWhenTheSystemRefuses)
     EXPECT_EXIT(createWithoutRoom(), testing::ExitedWithCode(0), "");
 }
 
-struct Name
+TEST_F(ThreadCreate, NamesTheThreadAsFarAsTheSystemTakesIt)
 {
-    char const * given;
-    char const * shown;
-};
-
-void PrintTo(Name const & value, std::ostream * stream) { *stream << (value.given != nullptr ? value.given : "null"); }
-
-class ThreadName : public testing::TestWithParam<Name>
-{
-};
-
-TEST_P(ThreadName, IsCutToWhatTheSystemTakes)
-{
-    char shown[64] = {};
-    Options options;
-    options.name = GetParam().given;
-    runOnThread([&] { return static_cast<std::uint32_t>(pthread_getname_np(pthread_self(), shown, sizeof(shown))); },
-                options);
     char creator[64] = {};
     pthread_getname_np(pthread_self(), creator, sizeof(creator));
-    EXPECT_STREQ(shown, GetParam().shown != nullptr ? GetParam().shown : creator);
+    for (auto const & [given, expected] : {std::pair<char const *, char const *>{"fifteen.letters", "fifteen.letters"},
+                                           {"one.more.than.15", "one.more.than.1"},
+                                           {"", creator},
+                                           {nullptr, creator}}) {
+        char shown[64] = {};
+        runOnThread([&] { return pthread_getname_np(pthread_self(), shown, sizeof(shown)) == 0 ? 0U : 1U; },
+                    {given, 0, 65536, 0});
+        EXPECT_STREQ(shown, expected);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Text, ThreadName,
-                         testing::Values(Name{"TraceHandler", "TraceHandler"},
-                                         Name{"fifteen.letters", "fifteen.letters"},
-                                         Name{"one.more.than.15", "one.more.than.1"}, Name{"", nullptr},
-                                         Name{nullptr, nullptr}));
-
-class ThreadStack : public testing::TestWithParam<std::uint32_t>
-{
-};
 
 /// Touches the stack down to `bytes` below its own frame.
 [[gnu::noinline]] std::uint32_t useStack(std::size_t bytes)
@@ -88,41 +72,36 @@ class ThreadStack : public testing::TestWithParam<std::uint32_t>
     return memory[bytes / 2];
 }
 
-TEST_P(ThreadStack, HasTheSizeAskedFor)
+TEST_F(ThreadCreate, GivesTheStackAskedForAndNotMuchMore)
 {
-    Options options;
-    options.stackSize = GetParam();
-    std::size_t const used = GetParam() - std::min<std::size_t>(GetParam(), 512); // the frames up to here
-    EXPECT_EQ(runOnThread([used] { return used == 0 ? 0x5AU : useStack(used); }, options), 0x5AU);
-}
-
-TEST_P(ThreadStack, IsNotMuchLarger)
-{
-    std::size_t size = 0;
-    Options options;
-    options.stackSize = GetParam();
-    runOnThread(
-        [&size] {
+    for (std::uint32_t const asked : {0U, 4096U, 65536U, 65537U, 8U * 1024 * 1024}) {
+        SCOPED_TRACE(asked);
+        std::size_t size = 0;
+        std::size_t const used = asked == 0 ? 100000 : asked - 512; // the frames up to here
+        Work const work = [&] {
             pthread_attr_t attributes;
             pthread_getattr_np(pthread_self(), &attributes);
             pthread_attr_getstacksize(&attributes, &size);
-            return static_cast<std::uint32_t>(pthread_attr_destroy(&attributes));
-        },
-        options);
-    EXPECT_GE(size, GetParam());
-    EXPECT_LE(size, GetParam() + 2U * 1024 * 1024);
+            pthread_attr_destroy(&attributes);
+            return useStack(used);
+        };
+        EXPECT_EQ(runOnThread(work, {"stack", 0, asked, 0}), 0x5AU);
+        if (asked != 0) { // else it is the system's default
+            EXPECT_GE(size, asked);
+            EXPECT_LE(size, asked + 2U * 1024 * 1024);
+        }
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Bytes, ThreadStack, testing::Values(1U, 4096U, 65536U, 65537U, 8U * 1024 * 1024));
-
-TEST(ThreadStackOfZero, IsTheSystemsDefault)
+/// Binds the process, or only the calling thread, to a single core.
+void bindTo(unsigned core, pid_t process)
 {
-    Options options;
-    options.stackSize = 0;
-    EXPECT_EQ(runOnThread([] { return useStack(100000); }, options), 0x5AU);
+    cpu_set_t one = {};
+    CPU_SET(core, &one);
+    sched_setaffinity(process, sizeof(one), &one);
 }
 
-TEST(ThreadCores, AreThoseOfTheProcessAndNotOfTheCaller)
+TEST_F(ThreadCreate, TellsTheCoresOfTheProcessAndKeepsTheThreadOnThoseAskedFor)
 {
     cpu_set_t set = {};
     ASSERT_EQ(sched_getaffinity(getpid(), sizeof(set), &set), 0);
@@ -134,79 +113,55 @@ TEST(ThreadCores, AreThoseOfTheProcessAndNotOfTheCaller)
             first = core;
         }
     }
-    std::uint64_t cores = 0;
-    std::thread([&] { // bound to one core itself
-        cpu_set_t one = {};
-        CPU_SET(first, &one);
-        sched_setaffinity(0, sizeof(one), &one);
-        EXPECT_EQ(ZEP_eThreadGetUsableCores(&cores), ZEP_OK);
-    })
-        .join();
-    EXPECT_EQ(cores, expected);
-}
-
-TEST(ThreadCores, AreHonoured)
-{
     std::uint64_t usable = 0;
-    ASSERT_EQ(ZEP_eThreadGetUsableCores(&usable), ZEP_OK);
+    std::thread([&] {
+        bindTo(first, 0); // the caller's own cores are not those of the process
+        EXPECT_EQ(ZEP_eThreadGetUsableCores(&usable), ZEP_OK);
+    }).join();
+    EXPECT_EQ(usable, expected);
     for (unsigned core = 0; core < 64; ++core) {
-        if ((usable >> core & 1) == 0) {
-            continue;
+        if ((usable >> core & 1) != 0) {
+            std::uint64_t const asked = std::uint64_t{1} << core | ~usable; // what is not usable is left out
+            runOnThread([&set] { return static_cast<std::uint32_t>(sched_getaffinity(0, sizeof(set), &set)); },
+                        {"core", 0, 65536, asked});
+            EXPECT_EQ(CPU_COUNT(&set), 1);
+            EXPECT_TRUE(CPU_ISSET(core, &set));
         }
-        cpu_set_t set = {};
-        Options options;
-        options.cores = std::uint64_t{1} << core | ~usable; // what is not usable is left out
-        runOnThread([&set] { return static_cast<std::uint32_t>(sched_getaffinity(0, sizeof(set), &set)); }, options);
-        EXPECT_EQ(CPU_COUNT(&set), 1);
-        EXPECT_TRUE(CPU_ISSET(core, &set));
     }
 }
 
-TEST(ThreadCores, AreRefusedWhereNoneIsUsable)
+TEST_F(ThreadCreate, RefusesCoresOfWhichNoneIsUsable)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     auto const createOutside = [] {
         std::uint64_t usable = 0;
         ZEP_eThreadGetUsableCores(&usable);
-        unsigned first = 0;
-        while ((usable >> first & 1) == 0) {
-            ++first;
-        }
-        cpu_set_t one = {}; // the process keeps a single core, so that there is one outside
-        CPU_SET(first, &one);
-        sched_setaffinity(getpid(), sizeof(one), &one);
+        std::uint64_t const first = usable & -usable;
+        bindTo(static_cast<unsigned>(__builtin_ctzll(first)), getpid());
         Work work = [] { return 0U; };
         std::uint64_t handle = 5;
-        std::uint32_t const status =
-            ZEP_eThreadCreate(&handle, "none", &runWork, &work, 0, 65536, ~(std::uint64_t{1} << first), false);
+        std::uint32_t const status = create(handle, work, {"none", 0, 65536, ~first});
         std::_Exit(status == ZEP_NO_USABLE_CORE && handle == 0 ? 0 : 1);
     };
     EXPECT_EXIT(createOutside(), testing::ExitedWithCode(0), "");
 }
 
-struct Schedule
-{
-    int policy = -1;
-    int level = -1;
-};
+using Schedule = std::pair<int, int>; // policy and level
 
 Schedule scheduleOf(std::uint32_t priority)
 {
     Schedule schedule;
-    Options options;
-    options.priority = priority;
     runOnThread(
         [&schedule] {
             sched_param parameter = {};
-            pthread_getschedparam(pthread_self(), &schedule.policy, &parameter);
-            schedule.level = parameter.sched_priority;
+            pthread_getschedparam(pthread_self(), &schedule.first, &parameter);
+            schedule.second = parameter.sched_priority;
             return 0U;
         },
-        options);
+        {"schedule", priority, 65536, 0});
     return schedule;
 }
 
-TEST(ThreadPriority, IsTheLevelOfTheRealTimePolicy)
+TEST_F(ThreadCreate, TakesThePriorityForTheLevelOfTheRealTimePolicy)
 {
     bool isAllowed = false;
     std::thread([&] {
@@ -214,36 +169,31 @@ TEST(ThreadPriority, IsTheLevelOfTheRealTimePolicy)
         parameter.sched_priority = 99;
         isAllowed = pthread_setschedparam(pthread_self(), SCHED_FIFO, &parameter) == 0;
         if (isAllowed) { // 0 is the default policy, also below a creator with another one
-            EXPECT_EQ(scheduleOf(0).policy, SCHED_OTHER);
+            EXPECT_EQ(scheduleOf(0), Schedule(SCHED_OTHER, 0));
         }
     }).join();
     if (!isAllowed) {
         GTEST_SKIP() << "the system refuses the real-time policy here";
     }
-    for (std::uint32_t const priority : {1U, 10U, 99U, 100U, 0xFFFFFFFFU}) {
-        SCOPED_TRACE(priority);
-        Schedule const schedule = scheduleOf(priority);
-        EXPECT_EQ(schedule.policy, SCHED_FIFO);
-        EXPECT_EQ(schedule.level, static_cast<int>(std::min(priority, 99U)));
+    for (std::uint32_t const priority : {1U, 99U, 100U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(scheduleOf(priority), Schedule(SCHED_FIFO, static_cast<int>(std::min(priority, 99U))));
     }
 }
 
-TEST(ThreadPriority, FallsBackWhereTheSystemRefuses)
+TEST_F(ThreadCreate, FallsBackToTheDefaultPolicyWhereTheSystemRefuses)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     auto const createWithoutRight = [] {
         rlimit const none = {0, 0};
         setrlimit(RLIMIT_RTPRIO, &none);
         if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) {
             std::_Exit(2);
         }
-        Schedule const schedule = scheduleOf(10);
-        std::_Exit(schedule.policy == SCHED_OTHER && schedule.level == 0 ? 0 : 1);
+        std::_Exit(scheduleOf(10) == Schedule(SCHED_OTHER, 0) ? 0 : 1);
     };
     EXPECT_EXIT(createWithoutRight(), testing::ExitedWithCode(0), "");
 }
 
-TEST(ThreadSignals, LeaveTheThreadAloneExceptThoseOfFaults)
+TEST_F(ThreadCreate, LeavesTheThreadNoSignalsButThoseOfFaults)
 {
     sigset_t blocked;
     sigemptyset(&blocked);

@@ -1,36 +1,70 @@
-#include "endless_threads.h"
-#include "full_pipe.h"
-#include "process_state.h"
+#include "thread_support.h"
+
 #include "support/stream_capture.h"
 
-#include <common_zep/thread.h>
-
-#include <gmock/gmock.h>
-
-#include <algorithm>
+#include <atomic>
+#include <condition_variable>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <iostream>
 #include <memory>
+#include <mutex>
 #include <ostream>
+#include <poll.h>
+#include <pthread.h>
+#include <stdexcept>
 #include <streambuf>
+#include <string>
+#include <sys/ioctl.h>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
-// Of the thread sanitizer, where there is one.
+// Of the thread and the leak sanitizer, where there is one.
 extern "C" [[gnu::weak]] void __tsan_init();
+extern "C" [[gnu::weak]] void __lsan_disable();
 
 namespace common_zep::test {
 namespace {
 
-std::uint64_t start(Subject & subject, ZEP_ThreadEntry entry, std::uint32_t priority = 0)
+/// The thread sanitizer puts signals off as long as a write waits, so that nothing reaches the thread, and does not
+/// bear that a thread is stepped through.
+bool isThreadSanitizerThere() { return &__tsan_init != nullptr; }
+bool isLeakSanitizerThere() { return &__lsan_disable != nullptr; }
+
+/// A thread that does the same for ever. Freed as soon as the delete has returned, so that the sanitizers see one that
+/// comes back.
+struct Subject
+{
+    void (*round)(Subject & subject) = nullptr;
+    std::atomic<std::uint64_t> rounds{0};
+    int descriptor = -1;
+    std::FILE * file = nullptr;
+    std::mutex mutex;
+    std::condition_variable condition;
+};
+
+std::uint32_t runRounds(void * argument)
+{
+    Subject & subject = *static_cast<Subject *>(argument);
+    if (isLeakSanitizerThere()) { // what a deleted thread holds is lost, and meant to be
+        __lsan_disable();
+    }
+    for (;;) {
+        ++subject.rounds;
+        subject.round(subject);
+    }
+}
+
+/// Starts a thread, and waits until it is at its work.
+std::uint64_t startSubject(Subject & subject, ZEP_ThreadEntry entry = &runRounds, std::uint32_t priority = 0)
 {
     std::uint64_t handle = 0;
     EXPECT_EQ(ZEP_eThreadCreate(&handle, "zep.delete", entry, &subject, priority, 65536, 0, false), ZEP_OK);
     EXPECT_TRUE(waitUntil([&] { return subject.rounds != 0; }));
     return handle;
-}
-
-std::uint32_t returnArgument(void * argument)
-{
-    return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(argument));
 }
 
 /// Uses what a thread that was taken away at the wrong moment would have left locked: every heap, the streams, the
@@ -52,41 +86,104 @@ void useTheProcess()
     for (std::thread & user : users) {
         user.join();
     }
-    std::uint64_t handle = 0;
-    std::uint32_t exitCode = 0;
-    ASSERT_EQ(ZEP_eThreadCreate(&handle, "next", &returnArgument, reinterpret_cast<void *>(77), 0, 65536, 0, false),
-              ZEP_OK);
-    EXPECT_EQ(ZEP_eThreadJoin(handle, 60000, &exitCode), ZEP_OK);
-    EXPECT_EQ(exitCode, 77U);
-    EXPECT_EQ(ZEP_eThreadCleanup(handle), ZEP_OK);
+    EXPECT_EQ(runOnThread([] { return 77U; }), 77U);
 }
 
-/// The thread sanitizer puts signals off as long as a write waits, so that nothing reaches the thread, and does not
-/// bear that a thread is stepped through.
-bool isThreadSanitizerThere() { return &__tsan_init != nullptr; }
+void allocate(Subject & subject)
+{
+    // With the address sanitizer a large block costs loops over its shadow, much longer than the rest of the work.
+    std::size_t const largest = isLeakSanitizerThere() ? 5000 : 400000;
+    void * const block = std::malloc(16 + subject.rounds * 1111 % largest);
+    asm volatile("" : : "r"(block) : "memory");
+    std::free(block);
+}
+
+void throwAndCatch(Subject &)
+{
+    try {
+        throw std::runtime_error("thrown");
+    } catch (std::runtime_error const &) {
+    }
+}
+
+/// Neither unwinding nor an exception gets out of here.
+void sleepBehindNoexcept(Subject &) noexcept
+{
+    try {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    } catch (...) {
+    }
+}
+
+void waitOnCondition(Subject & subject)
+{
+    std::unique_lock<std::mutex> lock(subject.mutex);
+    for (;;) {
+        subject.condition.wait_for(lock, std::chrono::milliseconds(10));
+    }
+}
+
+/// Blocks signals and makes threads, which is what stepping through a thread must keep away from.
+void startThread(Subject &)
+{
+    pthread_attr_t detached;
+    pthread_attr_init(&detached);
+    pthread_attr_setdetachstate(&detached, PTHREAD_CREATE_DETACHED);
+    pthread_t thread{};
+    pthread_create(
+        &thread, &detached, [](void * nothing) { return nothing; }, nullptr);
+}
+
+void writeToErrorStream(Subject & subject)
+{
+    std::cerr << "record " << subject.rounds << " of " << std::string(100, 'x') << std::endl;
+}
+
+/// Sleeps with its lock, as one does that waits for a slow device.
+class SlowBuffer : public std::streambuf
+{
+public:
+    explicit SlowBuffer(std::mutex & mutex) : m_mutex(mutex) {}
+
+private:
+    std::streamsize xsputn(char const *, std::streamsize size) override
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        return size;
+    }
+
+    std::mutex & m_mutex;
+};
+
+void writeToSlowBuffer(Subject & subject)
+{
+    SlowBuffer buffer(subject.mutex);
+    std::ostream(&buffer).write("record", 6);
+}
 
 struct Kind
 {
     char const * name;
-    ZEP_ThreadEntry entry;
+    void (*round)(Subject & subject);
     int times;
     bool needsSteps = false; // seen outside the runtime too rarely
 };
 
 void PrintTo(Kind const & value, std::ostream * stream) { *stream << value.name; }
 
-constexpr Kind kKinds[] = {{"Sleeps", &sleepLong, 200},
-                           {"SleepsBehindNoexcept", &sleepBehindNoexcept, 200},
-                           {"WaitsInPoll", &waitInPoll, 50},
-                           {"WaitsForASignal", &waitForSignal, 50},
-                           {"WaitsOnACondition", &waitOnCondition, 50, true},
-                           {"Spins", &spin, 200},
-                           {"SpinsInAFunction", &spinInAFunction, 10},
-                           {"Allocates", &allocate, 200},
-                           {"ThrowsAndCatches", &throwAndCatch, 30},
-                           {"StartsThreads", &startThreads, 50},
-                           {"FormatsText", &formatText, 200},
-                           {"WritesToTheErrorStream", &writeToErrorStream, 200}};
+constexpr Kind kKinds[] = {
+    {"Sleeps", [](Subject &) { std::this_thread::sleep_for(std::chrono::hours(1)); }, 200},
+    {"SleepsBehindNoexcept", &sleepBehindNoexcept, 200},
+    {"WaitsInPoll", [](Subject &) { poll(nullptr, 0, -1); }, 50},
+    {"WaitsOnACondition", &waitOnCondition, 10, true},
+    {"Spins", [](Subject &) {}, 200},
+    {"Allocates", &allocate, 200},
+    {"ThrowsAndCatches", &throwAndCatch, 30},
+    {"StartsThreads", &startThread, 50},
+    {"WritesToTheErrorStream", &writeToErrorStream, 200},
+    {"WritesToASlowStreamBuffer", &writeToSlowBuffer, 50, true},
+};
 
 class DeleteOfAThread : public testing::TestWithParam<Kind>
 {
@@ -99,19 +196,23 @@ TEST_P(DeleteOfAThread, EndsItAndLeavesTheProcessAlone)
     }
     common::log::test::StreamCapture capture; // a stream buffer with a lock of its own
     useTheProcess();
-    std::ptrdiff_t const threads = ProcessState::threads();
-    std::ptrdiff_t const descriptors = ProcessState::descriptors();
+    ProcessState const before;
     for (int i = 0; i < GetParam().times && !HasFailure(); ++i) {
         auto subject = std::make_unique<Subject>();
-        std::uint64_t const handle = start(*subject, GetParam().entry);
+        subject->round = GetParam().round;
+        std::uint64_t const handle = startSubject(*subject);
         ASSERT_EQ(ZEP_eThreadDelete(handle), ZEP_OK);
+        if (GetParam().round == &writeToSlowBuffer) { // a stream depends on its buffer's lock
+            ASSERT_TRUE(subject->mutex.try_lock());
+            subject->mutex.unlock();
+        }
         subject.reset();
         EXPECT_EQ(ZEP_eThreadDelete(handle), ZEP_UNKNOWN_THREAD);
         useTheProcess();
         capture.clear();
     }
-    EXPECT_TRUE(waitUntil([threads] { return ProcessState::threads() == threads; }));
-    EXPECT_EQ(ProcessState::descriptors(), descriptors);
+    EXPECT_TRUE(waitUntilNoMoreThreadsThan(before));
+    EXPECT_EQ(ProcessState().descriptors, before.descriptors);
     EXPECT_TRUE(std::cerr.good());
 }
 
@@ -119,21 +220,13 @@ INSTANTIATE_TEST_SUITE_P(That, DeleteOfAThread, testing::ValuesIn(kKinds), [](au
 
 TEST(DeleteOfAThreadAtWork, CanComeAtAnyTimeOfItsLife)
 {
-    struct Short
-    {
-        static std::uint32_t run(void * argument)
-        {
-            for (int i = 0; i < 3; ++i) {
-                ++*static_cast<std::atomic<int> *>(argument);
-                std::this_thread::sleep_for(std::chrono::microseconds(50));
-            }
-            return 0;
-        }
-    };
     for (int i = 0; i < 500; ++i) {
-        auto rounds = std::make_unique<std::atomic<int>>(0);
-        std::uint64_t handle = 0;
-        ASSERT_EQ(ZEP_eThreadCreate(&handle, "short", &Short::run, rounds.get(), 0, 65536, 0, false), ZEP_OK);
+        Work work = [] {
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+            return 0U;
+        };
+        std::uint64_t const handle = start(work);
         for (int pause = 0; pause < i * 20; ++pause) {
             asm volatile("");
         }
@@ -141,6 +234,51 @@ TEST(DeleteOfAThreadAtWork, CanComeAtAnyTimeOfItsLife)
     }
     useTheProcess();
 }
+
+/// A pipe that takes nothing more, so that a write to it waits until somebody reads.
+class FullPipe
+{
+public:
+    FullPipe()
+    {
+        EXPECT_EQ(pipe2(m_ends, O_CLOEXEC), 0);
+        fcntl(m_ends[1], F_SETFL, O_NONBLOCK);
+        char const page[4096] = {}; // of which it takes a whole number
+        while (write(m_ends[1], page, sizeof(page)) > 0) {
+        }
+        fcntl(m_ends[1], F_SETFL, 0);
+        m_fill = waiting();
+    }
+    FullPipe(FullPipe const &) = delete;
+    FullPipe & operator=(FullPipe const &) = delete;
+    ~FullPipe()
+    {
+        close(m_ends[0]);
+        close(m_ends[1]);
+    }
+
+    int writer() const { return m_ends[1]; }
+    bool isAsFilled() const { return waiting() == m_fill; }
+
+    /// Whether nobody else holds the writing end: then the reader hears of its closing.
+    bool endsWithItsWriter()
+    {
+        dup2(m_ends[0], m_ends[1]); // which closes it
+        pollfd reader{m_ends[0], POLLIN, 0};
+        return poll(&reader, 1, 0) == 1 && (reader.revents & POLLHUP) != 0;
+    }
+
+private:
+    int waiting() const
+    {
+        int bytes = 0;
+        ioctl(m_ends[0], FIONREAD, &bytes);
+        return bytes;
+    }
+
+    int m_ends[2] = {-1, -1};
+    int m_fill = 0;
+};
 
 class DeleteOfAStuckWriter : public testing::Test
 {
@@ -151,63 +289,39 @@ protected:
             GTEST_SKIP() << "the thread sanitizer lets no signal into a write";
         }
     }
+    void TearDown() override { useTheProcess(); }
 };
 
-TEST_F(DeleteOfAStuckWriter, LeavesThePipeAsItIs)
+TEST_F(DeleteOfAStuckWriter, LeavesPipeFileAndErrorStreamUnlockedAndGood)
 {
-    for (int i = 0; i < 200; ++i) {
+    // By itself, with the lock of a file inside the C library, and with that of a stream above.
+    constexpr void (*kRounds[])(Subject &) = {
+        [](Subject & subject) { (void)!write(subject.descriptor, "a block of bytes", 16); },
+        [](Subject & subject) { std::fputs("a line that goes out at once\n", subject.file); }, &writeToErrorStream};
+    int const previous = dup(STDERR_FILENO);
+    for (unsigned i = 0; i < 300; ++i) {
         FullPipe pipe;
         auto subject = std::make_unique<Subject>();
+        subject->round = kRounds[i % 3];
         subject->descriptor = pipe.writer();
-        std::uint64_t const handle = start(*subject, &writeToPipe, 10);
-        ASSERT_EQ(ZEP_eThreadDelete(handle), ZEP_OK);
-        subject.reset();
-        EXPECT_TRUE(pipe.isAsFilled());
-        EXPECT_TRUE(pipe.endsWithItsWriter());
-    }
-    useTheProcess();
-}
-
-TEST_F(DeleteOfAStuckWriter, LeavesTheFileUnlockedAndGood)
-{
-    for (int i = 0; i < 200; ++i) {
-        FullPipe pipe;
-        Subject subject;
-        subject.file = fdopen(dup(pipe.writer()), "w");
-        ASSERT_NE(subject.file, nullptr);
-        setvbuf(subject.file, nullptr, _IONBF, 0);
-        std::uint64_t const handle = start(subject, &writeToFile);
-        ASSERT_EQ(ZEP_eThreadDelete(handle), ZEP_OK);
-        EXPECT_EQ(ftrylockfile(subject.file), 0);
-        funlockfile(subject.file);
-        EXPECT_EQ(std::ferror(subject.file), 0);
-        EXPECT_TRUE(pipe.isAsFilled());
-        std::fclose(subject.file);
-    }
-    useTheProcess();
-}
-
-TEST_F(DeleteOfAStuckWriter, LeavesTheErrorStreamUnlockedAndGood)
-{
-    int const previous = dup(STDERR_FILENO);
-    for (int i = 0; i < 50; ++i) {
-        FullPipe pipe;
-        Subject subject;
+        subject->file = stderr;
         dup2(pipe.writer(), STDERR_FILENO);
-        std::uint64_t const handle = start(subject, &writeToErrorStream);
+        std::uint64_t const handle = startSubject(*subject, &runRounds, i % 2 == 0 ? 10 : 0);
         std::uint32_t const status = ZEP_eThreadDelete(handle);
         bool const isUnlocked = ftrylockfile(stderr) == 0;
+        if (isUnlocked) {
+            funlockfile(stderr);
+        }
         dup2(previous, STDERR_FILENO);
         ASSERT_EQ(status, ZEP_OK);
         ASSERT_TRUE(isUnlocked);
-        funlockfile(stderr);
-        EXPECT_TRUE(std::cerr.good());
+        subject.reset();
         EXPECT_EQ(std::ferror(stderr), 0);
+        EXPECT_TRUE(std::cerr.good());
         EXPECT_TRUE(pipe.isAsFilled());
         EXPECT_TRUE(pipe.endsWithItsWriter());
     }
     close(previous);
-    useTheProcess();
 }
 
 TEST_F(DeleteOfAStuckWriter, WaitsForTheDestructorsOfThreadLocalObjects)
@@ -217,25 +331,20 @@ TEST_F(DeleteOfAStuckWriter, WaitsForTheDestructorsOfThreadLocalObjects)
         Subject * subject = nullptr;
         ~Late()
         {
-            char const block[100] = {};
             ++subject->rounds;
-            (void)!write(subject->descriptor, block, sizeof(block));
+            (void)!write(subject->descriptor, "last words", 10);
             ++subject->rounds;
         }
     };
-    struct Entry
-    {
-        static std::uint32_t run(void * argument)
-        {
-            thread_local Late t_late;
-            t_late.subject = static_cast<Subject *>(argument);
-            return 0;
-        }
+    auto const leave = [](void * argument) {
+        thread_local Late t_late;
+        t_late.subject = static_cast<Subject *>(argument);
+        return 0U;
     };
-    FullPipe pipe;
+    FullPipe const pipe;
     auto subject = std::make_unique<Subject>();
     subject->descriptor = pipe.writer();
-    std::uint64_t const handle = start(*subject, &Entry::run); // stuck behind its entry
+    std::uint64_t const handle = startSubject(*subject, leave); // stuck behind its entry
     EXPECT_EQ(ZEP_eThreadDelete(handle), ZEP_OK);
     EXPECT_EQ(subject->rounds, 2U);
     subject.reset();
@@ -246,7 +355,8 @@ TEST(DeleteOfAThreadAtWork, RescuesAJoinAndACleanupThatWait)
 {
     for (int i = 0; i < 20; ++i) {
         Subject subject;
-        std::uint64_t const handle = start(subject, &sleepLong);
+        subject.round = [](Subject &) { std::this_thread::sleep_for(std::chrono::hours(1)); };
+        std::uint64_t const handle = startSubject(subject);
         std::uint32_t joined = 0;
         std::uint32_t cleaned = 1;
         std::thread joiner([&] { joined = ZEP_eThreadJoin(handle, 60000, nullptr); });
@@ -259,97 +369,28 @@ TEST(DeleteOfAThreadAtWork, RescuesAJoinAndACleanupThatWait)
     }
 }
 
-/// Sleeps with its lock, as one does that waits for a slow device.
-class SlowBuffer : public std::streambuf
-{
-public:
-    std::mutex mutex;
-    std::atomic<unsigned> rounds{0};
-
-    static std::uint32_t write(void * argument)
-    {
-        SlowBuffer & buffer = *static_cast<SlowBuffer *>(argument);
-        std::ostream stream(&buffer);
-        for (;;) {
-            stream.write("record", 6);
-        }
-    }
-
-private:
-    std::streamsize xsputn(char const *, std::streamsize size) override
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        ++rounds;
-        std::this_thread::sleep_for(std::chrono::milliseconds(3));
-        return size;
-    }
-};
-
-TEST(DeleteOfAThreadAtWork, WaitsUntilAStreamBufferHasGivenItsLockBack)
-{
-    if (isThreadSanitizerThere()) {
-        GTEST_SKIP() << "the thread cannot be stepped through";
-    }
-    for (int i = 0; i < 50; ++i) {
-        SlowBuffer buffer;
-        std::uint64_t handle = 0;
-        ASSERT_EQ(ZEP_eThreadCreate(&handle, "slow", &SlowBuffer::write, &buffer, 0, 65536, 0, false), ZEP_OK);
-        EXPECT_TRUE(waitUntil([&] { return buffer.rounds != 0; }));
-        EXPECT_EQ(ZEP_eThreadDelete(handle), ZEP_OK);
-        ASSERT_TRUE(buffer.mutex.try_lock());
-        buffer.mutex.unlock();
-    }
-}
-
-TEST(DeleteOfAThreadAtWork, IsDoneOnceForManyCallers)
-{
-    for (int i = 0; i < 50; ++i) {
-        auto subject = std::make_unique<Subject>();
-        std::uint64_t const handle = start(*subject, &spin);
-        std::vector<std::uint32_t> statuses(4);
-        std::vector<std::thread> users;
-        for (std::uint32_t & status : statuses) {
-            users.emplace_back([&status, handle] { status = ZEP_eThreadDelete(handle); });
-        }
-        for (std::thread & user : users) {
-            user.join();
-        }
-        EXPECT_EQ(std::count(statuses.begin(), statuses.end(), ZEP_OK), 1);
-        EXPECT_THAT(statuses, testing::Each(testing::AnyOf(ZEP_OK, ZEP_BUSY, ZEP_UNKNOWN_THREAD)));
-    }
-}
-
-struct Gate
-{
-    std::mutex mutex;
-    std::condition_variable opened;
-    std::atomic<bool> isAtGate{false};
-
-    static std::uint32_t waitFor(void * argument)
-    {
-        Gate & gate = *static_cast<Gate *>(argument);
-        std::unique_lock<std::mutex> lock(gate.mutex);
-        gate.isAtGate = true;
-        gate.opened.wait(lock, [] { return false; });
-        return 0;
-    }
-};
-
 // In processes of their own, since a stopped thread stays: that they end is part of the test.
-
-TEST(DeleteOfAThreadThatCannotEnd, StopsItForEverAndTheProcessEnds)
+class DeleteOfAThreadThatCannotEnd : public testing::Test
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(DeleteOfAThreadThatCannotEnd, StopsItForEverAndTheProcessEnds)
+{
     auto const deleteWaiting = [] {
-        auto & gate = *new Gate;
-        std::uint64_t handle = 0;
-        ZEP_eThreadCreate(&handle, "gate", &Gate::waitFor, &gate, 0, 65536, 0, false);
-        waitUntil([&] { return gate.isAtGate.load(); });
+        auto & gate = *new Subject;
+        gate.round = [](Subject & waiting) {
+            std::unique_lock<std::mutex> lock(waiting.mutex);
+            waiting.condition.wait(lock, [&] { return ++waiting.rounds == 0; });
+        };
+        std::uint64_t const handle = startSubject(gate);
+        waitUntil([&] { return gate.rounds > 1; });
         std::uint32_t const deleted = ZEP_eThreadDelete(handle);
         std::uint32_t const again = ZEP_eThreadCleanup(handle);
         { // a lock that it gave back for the wait stays free, whoever is woken
             std::lock_guard<std::mutex> const lock(gate.mutex);
-            gate.opened.notify_all();
+            gate.condition.notify_all();
         }
         useTheProcess();
         std::exit(deleted == ZEP_STOPPED_IN_PLACE && again == ZEP_UNKNOWN_THREAD ? 0 : 1);
@@ -357,54 +398,25 @@ TEST(DeleteOfAThreadThatCannotEnd, StopsItForEverAndTheProcessEnds)
     EXPECT_EXIT(deleteWaiting(), testing::ExitedWithCode(0), "");
 }
 
-TEST(DeleteOfAThreadThatCannotEnd, SaysSoAndKeepsTheHandle)
+TEST_F(DeleteOfAThreadThatCannotEnd, SaysSoAndKeepsTheHandle)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    struct Deaf
-    {
+    auto const deleteDeaf = [] {
         std::atomic<bool> isDeaf{false};
         std::atomic<bool> mayEnd{false};
-        static std::uint32_t run(void * argument)
-        {
-            Deaf & deaf = *static_cast<Deaf *>(argument);
+        Work work = [&] {
             sigset_t all;
             sigfillset(&all);
             pthread_sigmask(SIG_SETMASK, &all, nullptr);
-            deaf.isDeaf = true;
-            while (!deaf.mayEnd) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-            return 4;
-        }
-    };
-    auto const deleteDeaf = [] {
-        Deaf deaf;
-        std::uint64_t handle = 0;
-        std::uint32_t exitCode = 0;
-        ZEP_eThreadCreate(&handle, "deaf", &Deaf::run, &deaf, 0, 65536, 0, false);
-        waitUntil([&] { return deaf.isDeaf.load(); });
-        bool isRight = ZEP_eThreadDelete(handle) == ZEP_STILL_RUNS;
-        deaf.mayEnd = true;
-        isRight = isRight && ZEP_eThreadJoin(handle, 60000, &exitCode) == ZEP_OK && exitCode == 4;
-        std::exit(isRight && ZEP_eThreadCleanup(handle) == ZEP_OK ? 0 : 1);
+            isDeaf = true;
+            return waitUntil([&] { return mayEnd.load(); }) ? 4U : 0U;
+        };
+        std::uint64_t const handle = start(work);
+        waitUntil([&] { return isDeaf.load(); });
+        bool const stillRuns = ZEP_eThreadDelete(handle) == ZEP_STILL_RUNS;
+        mayEnd = true;
+        std::exit(stillRuns && joinAndCleanUp(handle) == 4 ? 0 : 1);
     };
     EXPECT_EXIT(deleteDeaf(), testing::ExitedWithCode(0), "");
-}
-
-TEST(DeleteOfManyThreads, LetsTheProcessEnd)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    auto const deleteMany = [] {
-        static Subject subjects[20];
-        for (Subject & subject : subjects) {
-            std::uint64_t const handle = start(subject, &subject == subjects ? &spin : &sleepLong);
-            if (ZEP_eThreadDelete(handle) != ZEP_OK) {
-                std::_Exit(1);
-            }
-        }
-        std::exit(0);
-    };
-    EXPECT_EXIT(deleteMany(), testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -1,12 +1,19 @@
 #pragma once
 
+#include "support/process_state.h"
+
 #include <common_zep/thread.h>
+
+#include <gmock/gmock.h>
 
 #include <cstdint>
 #include <functional>
-#include <gtest/gtest.h>
 
 namespace common_zep::test {
+
+using common::log::test::ProcessState;
+using common::log::test::waitUntil;
+using common::log::test::waitUntilNoMoreThreadsThan;
 
 using Work = std::function<std::uint32_t()>;
 
@@ -20,12 +27,16 @@ struct Options
     std::uint64_t cores = 0;
 };
 
+inline std::uint32_t create(std::uint64_t & handle, Work & work, Options const & options = {})
+{
+    return ZEP_eThreadCreate(&handle, options.name, &runWork, &work, options.priority, options.stackSize, options.cores,
+                             false);
+}
+
 inline std::uint64_t start(Work & work, Options const & options = {})
 {
     std::uint64_t handle = 0;
-    EXPECT_EQ(ZEP_eThreadCreate(&handle, options.name, &runWork, &work, options.priority, options.stackSize,
-                                options.cores, false),
-              ZEP_OK);
+    EXPECT_EQ(create(handle, work, options), ZEP_OK);
     return handle;
 }
 

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+
+namespace common::log::test {
+
+/// What this process holds of the system at the time of its making. A thread that was joined may still be counted for a
+/// moment, so that a later count is to be waited for, and may be lower.
+struct ProcessState
+{
+    std::ptrdiff_t threads = entriesOf("/proc/self/task");
+    std::ptrdiff_t descriptors = entriesOf("/proc/self/fd");
+    std::ptrdiff_t mappings = linesOf("/proc/self/maps"); // the stack of a thread that nobody joins stays
+
+    static std::ptrdiff_t entriesOf(char const * folder)
+    {
+        return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+    }
+    static std::ptrdiff_t linesOf(char const * path)
+    {
+        std::ifstream file(path);
+        return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+    }
+};
+
+/// Waits for a condition that is bound to come true. @return false after a minute
+template <typename Condition>
+bool waitUntil(Condition const & condition)
+{
+    auto const limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    for (unsigned int round = 0; !condition(); ++round) {
+        if (std::chrono::steady_clock::now() > limit) {
+            return false;
+        }
+        if (round < 1000) {
+            std::this_thread::yield();
+        } else {
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    }
+    return true;
+}
+
+/// Whether no more threads run than in an earlier state, at the latest after a minute.
+inline bool waitUntilNoMoreThreadsThan(ProcessState const & before)
+{
+    return waitUntil([&] { return ProcessState::entriesOf("/proc/self/task") <= before.threads; });
+}
+
+} // namespace common::log::test
