@@ -23,22 +23,14 @@ TEST(ClockTicks, GiveSecondsAndTheNanosecondsOfADouble)
     // From mid-2006 to early 2043 a double holds the nanoseconds since 1970 in steps of 256, before in steps of 128,
     // afterwards of 512. A full second is a multiple of all three, so that a fraction is rounded by itself.
     for (Case const & value : {
-             Case{1'709'806'530, 0, 0},
-             Case{1'709'806'530, 1, 0},                   // 100 is below half a step
-             Case{1'709'806'530, 2, 256},                 // 200 is above
-             Case{1'709'806'530, 32, 3'072},              // 3200 is 12.5 steps, and 12 is even
-             Case{1'709'806'530, 96, 9'728},              // 9600 is 37.5 steps, and 38 is even
-             Case{1'709'806'530, 1'234'567, 123'456'768}, // 482252.7 steps
+             Case{1'709'806'530, 1, 0},      // 100 is below half a step
+             Case{1'709'806'530, 2, 256},    // 200 is above
+             Case{1'709'806'530, 32, 3'072}, // 3200 is 12.5 steps, and 12 is even
+             Case{1'709'806'530, 96, 9'728}, // 9600 is 37.5 steps, and 38 is even
              Case{1'709'806'530, 9'999'998, 999'999'744},
              Case{1'709'806'530, 9'999'999, 1'000'000'000}, // the last tick, the second not advanced
-             Case{1'000'000'000, 1, 128},
-             Case{1'000'000'000, 9'999'999, 999'999'872},
-             Case{2'400'000'000, 2, 0},
-             Case{2'400'000'000, 9'999'998, 1'000'000'000},
-             Case{0, 0, 0},
-             Case{0, 1, 100},
-             Case{0, -1, -100}, // towards zero
-             Case{-1, -1, -100},
+             Case{1'000'000'000, 9'999'999, 999'999'872}, Case{2'400'000'000, 9'999'998, 1'000'000'000},
+             Case{0, 1, 100}, Case{0, -1, -100}, // towards zero
          }) {
         SCOPED_TRACE(std::to_string(value.seconds) + " s, " + std::to_string(value.ticks) + " ticks");
         timespec const timestamp = timestampOfTicks(value.seconds * 10'000'000 + value.ticks);

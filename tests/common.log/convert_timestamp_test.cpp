@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <ctime>
 #include <limits>
-#include <random>
 #include <string>
 
 namespace common::log::test {
@@ -25,10 +23,10 @@ timespec timeOf(std::int64_t seconds, std::int64_t nanoseconds)
 }
 
 /// What stands in the buffer behind a conversion; all that was not written shows as kUntouched.
-std::string bufferOf(timespec const & timestamp, std::uint16_t textSize)
+std::string bufferOf(timespec const & timestamp, unsigned int textSize)
 {
     std::string buffer(64, kUntouched);
-    convertTimestamp(timestamp, nullptr, buffer.data(), textSize);
+    convertTimestamp(timestamp, nullptr, buffer.data(), static_cast<std::uint16_t>(textSize));
     return buffer;
 }
 
@@ -48,14 +46,11 @@ TEST(TimestampText, IsUtcOrEmpty)
     };
     for (Case const & value : {
              Case{1'709'806'530, 123'456'789, "2024-03-07T10:15:30.123456Z"},
-             Case{1, 0, "1970-01-01T00:00:01.000000Z"},
              Case{951'782'400, 1'000, "2000-02-29T00:00:00.000001Z"},
              Case{kFirstSecondOf3001 - 1, 999'999'999, "3000-12-31T23:59:59.999999Z"},
              // Second 0, and all that is no calendar time.
              Case{0, 0, ""},
-             Case{0, 999'999'999, ""},
              Case{kFirstSecondOf3001, 0, ""},
-             Case{253'402'300'800, 0, ""}, // the year 10000
              Case{std::numeric_limits<std::int64_t>::max(), 0, ""},
              Case{-1, 0, ""},
              Case{std::numeric_limits<std::int64_t>::min(), 0, ""},
@@ -66,7 +61,6 @@ TEST(TimestampText, IsUtcOrEmpty)
              Case{1'709'806'530, -999, "2024-03-07T10:15:30.000000Z"}, // towards zero
              Case{1'709'806'530, -1'999, "2024-03-07T10:15:30.-00001Z"},
              // Only the low 32 bits count, as a signed number.
-             Case{1'709'806'530, 0x1'0000'0000, "2024-03-07T10:15:30.000000Z"},
              Case{1'709'806'530, 0xFFFF'F830, "2024-03-07T10:15:30.-00002Z"},
          }) {
         EXPECT_EQ(textOf(timeOf(value.seconds, value.nanoseconds)), value.text)
@@ -84,40 +78,30 @@ std::string systemText(std::int64_t seconds)
     return text;
 }
 
-TEST(TimestampCalendar, AgreesWithTheSystemAroundEachMidnightOf400Years)
+TEST(TimestampText, AgreesWithTheSystemAroundEachMidnightAndInEachDay)
 {
-    for (std::int64_t day = 1; day <= 146'097; ++day) { // then the calendar repeats
-        for (std::int64_t const seconds : {day * 86'400 - 1, day * 86'400}) {
+    std::int64_t const lastDay = kFirstSecondOf3001 / 86'400 - 1;
+    for (std::int64_t day = 1; day <= lastDay; ++day) {
+        // Any time of the day in between, in the end each one.
+        for (std::int64_t const second : {std::int64_t{-1}, std::int64_t{0}, day * 7'919 % 86'400}) {
+            std::int64_t const seconds = day * 86'400 + second;
             ASSERT_EQ(textOf(timeOf(seconds, 0)), systemText(seconds));
         }
     }
 }
 
-TEST(TimestampCalendar, AgreesWithTheSystemInBetween)
-{
-    std::mt19937_64 random(20240307); // NOLINT(cert-msc51-cpp): the same numbers each time
-    std::uniform_int_distribution<std::int64_t> anySecond(1, kFirstSecondOf3001 - 1);
-    for (int count = 0; count < 50'000; ++count) {
-        std::int64_t const seconds = anySecond(random);
-        ASSERT_EQ(textOf(timeOf(seconds, 0)), systemText(seconds)) << seconds;
-    }
-}
-
-TEST(TimestampBuffer, HoldsWhatFitsTerminatedAndNothingBehindIt)
+TEST(TimestampText, FillsItsBufferWithWhatFitsTerminatedAndNothingBehindIt)
 {
     std::string const whole = "2024-03-07T10:15:30.123456Z";
-    constexpr std::uint16_t kSizes[] = {0, 1, 2, 11, 20, 27, 28, 29, 64};
-    for (std::uint16_t const textSize : kSizes) {
-        SCOPED_TRACE(textSize);
+    for (unsigned int const textSize : {0U, 1U, 11U, 27U, 28U, 29U, 64U}) {
         std::string expected(64, kUntouched);
         if (textSize > 0) {
-            std::string const kept = whole.substr(0, textSize - 1U);
-            std::memcpy(expected.data(), kept.c_str(), kept.size() + 1);
+            std::string const kept = whole.substr(0, textSize - 1U) + '\0';
+            expected.replace(0, kept.size(), kept);
         }
-        EXPECT_EQ(bufferOf(timeOf(1'709'806'530, 123'456'000), textSize), expected);
+        EXPECT_EQ(bufferOf(timeOf(1'709'806'530, 123'456'000), textSize), expected) << textSize;
     }
     EXPECT_EQ(bufferOf(timeOf(0, 0), 1), std::string(1, '\0') + std::string(63, kUntouched));
-    EXPECT_EQ(bufferOf(timeOf(0, 0), 0), std::string(64, kUntouched));
 }
 
 TEST(TimestampMicroseconds, AreSignedTruncatedAndWrapAround)
@@ -131,12 +115,10 @@ TEST(TimestampMicroseconds, AreSignedTruncatedAndWrapAround)
     constexpr std::int64_t kMostSeconds = 9'223'372'036'854; // 9'223'372'036'854'775'807 microseconds are the most
     for (Case const & value : {
              Case{1'709'806'530, 123'456'789, 1'709'806'530'123'456},
-             Case{1, 1'000'000'000, 2'000'000},
              Case{0, 1'999, 1}, // second 0 has no text, but its microseconds
              Case{0, -1'999, -1},
              Case{-2, 999'999, -1'999'001},
              Case{5, 0x1'0000'03E8, 5'000'001}, // the low 32 bits of the nanoseconds
-             Case{5, 0xFFFF'FC18, 4'999'999},
              Case{kMostSeconds, 775'807'000, std::numeric_limits<std::int64_t>::max()},
              Case{kMostSeconds, 775'808'000, std::numeric_limits<std::int64_t>::min()},
              Case{std::numeric_limits<std::int64_t>::max(), 0, -1'000'000},

@@ -1,6 +1,5 @@
 #include "unit_calls.h"
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -12,100 +11,78 @@ using namespace common::log::trace;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-bool isEqual(EnablingState const & left, EnablingState const & right)
+int numberOf(EnablingState const & state)
 {
-    return left.messages == right.messages && left.warnings == right.warnings && left.errors == right.errors;
+    return (state.messages ? 1 : 0) + (state.warnings ? 2 : 0) + (state.errors ? 4 : 0);
 }
 
-class LogTest : public UnitTest
+class LogTest : public TraceTest
 {
 protected:
     Log unit{"axis.control", nullptr};
 };
 
-class LogOfClass : public LogTest, public testing::WithParamInterface<CodeClass>
+TEST_F(LogTest, PassesEachClassByItsOwnFlagAloneAndReportsAnInvalidCodeAhead)
 {
-};
-
-TEST_P(LogOfClass, PassesByItsOwnFlagAlone)
-{
-    bool EnablingState::*const flag = GetParam().flag;
-    std::string const record = std::string("T||") + GetParam().writtenCode + "|" + GetParam().titleStart +
-                               "axis.control|||axis|machine|axis.control|axis.cpp|Axis::start|118|Axis 3 started";
-    for (int flags = 0; flags < 8; ++flags) {
-        SCOPED_TRACE(flags);
-        EnablingState const state{(flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0};
-        if (flags != 0) { // as a new unit is
+    InternalTrace const internalTrace;
+    for (unsigned int number = 0; number < 8; ++number) {
+        EnablingState const state = stateOf(number);
+        if (number != 0) { // as a new unit is
             unit.setEnablingState(state);
         }
-        TraceResult const result = callLog(unit, GetParam().code, {}, "Axis %d started", 3);
-        if (flag != nullptr && !(state.*flag)) {
-            EXPECT_EQ(result, TRACE_DISABLED);
-            EXPECT_THAT(takeLines(), IsEmpty());
-        } else {
-            EXPECT_EQ(result, flag != nullptr ? TRACE_OK : TRACE_INVALID_ARGUMENT);
-            EXPECT_THAT(takeLines(), ElementsAre(record));
+        for (CodeClass const & codeClass : kCodeClasses) {
+            SCOPED_TRACE(testing::Message() << "state " << number << std::hex << ", code " << codeClass.code);
+            TraceResult const result = callLog(unit, codeClass.code, parametersOf("Axis %d started"), 3);
+            std::string const record = unitRecord(codeClass.writtenCode, "Axis 3 started");
+            if (codeClass.flag == nullptr) {
+                EXPECT_EQ(result, TRACE_INVALID_ARGUMENT);
+                EXPECT_THAT(takeLines(), ElementsAre(ownRecord(kError, "log.cpp", "trace::Log::log",
+                                                               "axis.control: " + invalidCodeText(codeClass.code)),
+                                                     record));
+            } else {
+                bool const isOn = state.*codeClass.flag;
+                EXPECT_EQ(result, isOn ? TRACE_OK : TRACE_DISABLED);
+                EXPECT_EQ(takeLines(), std::vector<std::string>(isOn ? 1 : 0, record));
+            }
         }
     }
 }
-INSTANTIATE_TEST_SUITE_P(Class, LogOfClass, testing::ValuesIn(kCodeClasses),
-                         [](auto const & i) { return i.param.name; });
 
 TEST_F(LogTest, TakesEachNibbleButThreeForInvalid)
 {
     for (unsigned int nibble = 0; nibble < 16; ++nibble) {
         bool const isValid = nibble == 0xA || nibble == 0xE || nibble == 0xF;
-        EXPECT_EQ(callLog(unit, 0xFFF0FFFF | nibble << 16U, {}, ""), isValid ? TRACE_DISABLED : TRACE_INVALID_ARGUMENT)
+        EXPECT_EQ(callLog(unit, 0xFFF0FFFF | nibble << 16U, parametersOf("")),
+                  isValid ? TRACE_DISABLED : TRACE_INVALID_ARGUMENT)
             << nibble;
     }
-}
-
-TEST_F(LogTest, ReportsAnInvalidCodeAheadOfItsRecord)
-{
-    InternalTrace const internalTrace;
-    EXPECT_EQ(callLog(unit, 0xFC, {}, "text"), TRACE_INVALID_ARGUMENT);
-    EXPECT_THAT(takeLines(),
-                ElementsAre(ownError("log.cpp", "trace::Log::log",
-                                     "axis.control: Invalid main diagnosis code 0x000000FC: treat as trace error, "
-                                     "using 0x080F0112 instead."),
-                            "T||080F0112|Trace error axis.control|||axis|machine|axis.control|axis.cpp|Axis::start|118|"
-                            "text"));
 }
 
 TEST_F(LogTest, AFailureOfTheSinkDisplacesAnEarlierResult)
 {
     unit.setEnablingState(true);
     for (unsigned int const code : {kMessage, kInvalid}) {
-        SCOPED_TRACE(code);
-        EXPECT_EQ(callLog(unit, code, {}, "%ls", kUnwritable), TRACE_FAILED);
-        EXPECT_EQ(callLog(unit, code, {}, "%256d", 1), TRACE_TRUNCATED);
-        EXPECT_EQ(callLog(unit, code, {}, "%255d", 1), code == kMessage ? TRACE_OK : TRACE_INVALID_ARGUMENT);
-        std::vector<std::string> const lines = takeLines();
-        ASSERT_EQ(lines.size(), 2U) << "none where the text cannot be formatted";
-        EXPECT_EQ(parseRecord(lines[0]).message, std::string(255, ' '));
+        EXPECT_EQ(callLog(unit, code, parametersOf("%ls"), kUnwritable), TRACE_FAILED);
+        EXPECT_EQ(callLog(unit, code, parametersOf("%256d"), 1), TRACE_TRUNCATED);
+        EXPECT_EQ(callLog(unit, code, parametersOf("%255d"), 1), code == kMessage ? TRACE_OK : TRACE_INVALID_ARGUMENT);
     }
+    EXPECT_EQ(takeLines().size(), 4U) << "none where the text cannot be formatted";
 }
 
-TEST_F(LogTest, WritesTheLineSignedAndNoneAsEmpty)
+TEST_F(LogTest, WritesTheLineSignedAndNoneAndNullTextsAsEmpty)
 {
     unit.setEnablingState(true);
-    Origin origin;
-    for (unsigned int const line : {0U, 1U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+    LogParametersExtended origin;
+    std::string const start = recordStart(kWarning) + "axis.control|||||axis.control|||";
+    for (auto const & [line, text] : {std::pair<unsigned int, char const *>{0U, ""},
+                                      {1U, "1"},
+                                      {0x7FFFFFFFU, "2147483647"},
+                                      {0x80000000U, "-2147483648"},
+                                      {0xFFFFFFFFU, "-1"}}) {
         origin.line = line;
-        EXPECT_EQ(callLog(unit, kMessage, origin, "text"), TRACE_OK);
+        EXPECT_EQ(callLog(unit, kWarning, origin), TRACE_OK);
+        EXPECT_THAT(takeLines(), ElementsAre(start + text + "|"));
     }
-    std::vector<std::string> written;
-    for (Record const & record : stream.records()) {
-        written.push_back(record.line);
-    }
-    EXPECT_THAT(written, ElementsAre("", "1", "2147483647", "-2147483648", "-1"));
-}
-
-TEST_F(LogTest, TakesNullTextsForEmptyOnes)
-{
-    unit.setEnablingState(true);
-    EXPECT_EQ(callLog(unit, kWarning, {nullptr, nullptr, nullptr, nullptr, 0}, nullptr), TRACE_OK);
-    EXPECT_THAT(takeLines(), ElementsAre("T||080E0112|Trace warning axis.control|||||axis.control||||"));
 }
 
 TEST_F(LogTest, StampsTheTimeOfTheCall)
@@ -117,7 +94,7 @@ TEST_F(LogTest, StampsTheTimeOfTheCall)
         return std::string(text);
     };
     std::string const before = now();
-    (void)callLog(unit, kMessage, {}, "text");
+    (void)callLog(unit, kMessage, parametersOf("text"));
     std::string const time = stream.records().at(0).timestamp.substr(0, 19);
     EXPECT_LE(before, time);
     EXPECT_LE(time, now());
@@ -128,56 +105,43 @@ TEST_F(LogTest, CutsItsNameWithoutAReport)
     InternalTrace const internalTrace;
     for (std::size_t const length : {0U, 63U, 64U, 200U}) {
         Log named(std::string(length, 'n').c_str(), nullptr);
-        std::string const kept(std::min<std::size_t>(length, 63), 'n');
+        std::string const kept = std::string(length, 'n').substr(0, 63);
         EXPECT_EQ(named.getUnitName(), kept);
         named.setEnablingState(true);
-        EXPECT_EQ(callLog(named, kWarning, {}, ""), TRACE_OK);
-        EXPECT_THAT(takeLines(), ElementsAre("T||080E0112|Trace warning " + kept + "|||axis|machine|" + kept +
-                                             "|axis.cpp|Axis::start|118|"));
+        EXPECT_EQ(callLog(named, kWarning, LogParametersExtended()), TRACE_OK);
+        EXPECT_THAT(takeLines(), ElementsAre(recordStart(kWarning) + kept + "|||||" + kept + "||||"));
     }
 }
 
 TEST_F(LogTest, CallsTheCallbackAfterEachSwitchOfTheStateAndOfNothingElse)
 {
-    std::vector<EnablingState const *> seen;
-    EnablingState expected{true, false, true};
-    unit.setCallbackEnablingState([&](EnablingState const & state) {
-        EXPECT_TRUE(isEqual(state, expected));
-        seen.push_back(&state);
-    });
-    unit.setDefaultEnablingState({false, true, true});
+    std::vector<int> seen;
+    std::function<void(EnablingState const &)> callback = [&](EnablingState const & state) {
+        EXPECT_EQ(&state, &unit.getEnablingState()) << "the unit's own field";
+        seen.push_back(numberOf(state));
+    };
+    unit.setCallbackEnablingState(callback);
+    callback = nullptr; // a copy stays
+    unit.setDefaultEnablingState(stateOf(6));
     EXPECT_THAT(seen, IsEmpty()) << "neither when it is set nor for the default state";
-    EXPECT_TRUE(isEqual(unit.getEnablingState(), {}));
-
-    unit.setEnablingState(expected);
-    unit.setEnablingState(expected); // nothing changes
-    expected = {true, true, true};
+    EXPECT_EQ(numberOf(unit.getEnablingState()), 0);
+    unit.setEnablingState(stateOf(5));
+    unit.setEnablingState(stateOf(5)); // nothing changes
     unit.setEnablingState(true);
-    expected = {};
     unit.setEnablingState(false);
-    EXPECT_EQ(seen, std::vector<EnablingState const *>(4, &unit.getEnablingState())) << "the unit's own field";
-    EXPECT_TRUE(isEqual(unit.getDefaultEnablingState(), {false, true, true}));
-
-    int callsOfOther = 0;
-    std::function<void(EnablingState const &)> other = [&](EnablingState const &) { ++callsOfOther; };
-    unit.setCallbackEnablingState(other);
-    other = nullptr; // a copy stays
-    unit.setEnablingState(true);
+    EXPECT_THAT(seen, ElementsAre(5, 5, 7, 0));
+    EXPECT_EQ(numberOf(unit.getDefaultEnablingState()), 6);
     unit.setCallbackEnablingState(nullptr);
-    unit.setEnablingState(EnablingState{false, true, false});
-    EXPECT_EQ(callsOfOther, 1);
+    unit.setEnablingState(stateOf(2));
     EXPECT_EQ(seen.size(), 4U);
-    EXPECT_TRUE(isEqual(unit.getEnablingState(), {false, true, false}));
 }
 
-TEST_F(LogTest, SharesItsHandlerAndItsCallbackUntilItEnds)
+TEST_F(LogTest, SharesItsHandlerUntilItEnds)
 {
     auto const owner = std::make_shared<int>(0);
     {
-        Log shared("axis", std::shared_ptr<Handler>(owner, reinterpret_cast<Handler *>(owner.get())));
+        Log const shared("axis", std::shared_ptr<Handler>(owner, reinterpret_cast<Handler *>(owner.get())));
         EXPECT_EQ(owner.use_count(), 2);
-        shared.setCallbackEnablingState([owner](EnablingState const &) {});
-        EXPECT_EQ(owner.use_count(), 3);
     }
     EXPECT_EQ(owner.use_count(), 1);
 }

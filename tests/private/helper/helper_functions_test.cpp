@@ -1,7 +1,8 @@
 #include "helper/object_text.h"
-#include "unit_calls.h"
+#include "support/trace_test.h"
 
 #include <cstring>
+#include <utility>
 
 namespace common::log::test {
 
@@ -13,18 +14,16 @@ using testing::IsEmpty;
 
 TEST(FileBaseName, IsTheTextBehindTheLastSeparatorOfEitherKind)
 {
-    struct Case
-    {
-        char const * path;
-        char const * baseName;
-    };
-    for (Case const & value : {Case{"private/src/log.cpp", "log.cpp"}, Case{"private\\src\\log.cpp", "log.cpp"},
-                               Case{"private\\src/log.cpp", "log.cpp"}, Case{"private/src\\log.cpp", "log.cpp"},
-                               Case{"log.cpp", "log.cpp"}, Case{"", ""}, Case{"private/", ""},
-                               Case{"private/src\\", ""}, Case{"/src/log.cpp", "log.cpp"}, Case{"//", ""},
-                               // An only separator at the start is not told from none.
-                               Case{"/log.cpp", "/log.cpp"}, Case{"\\log.cpp", "\\log.cpp"}, Case{"/", "/"}}) {
-        EXPECT_STREQ(fileBaseName(value.path), value.baseName) << value.path;
+    for (auto const & [path, baseName] : {std::pair<char const *, char const *>{"private\\src/log.cpp", "log.cpp"},
+                                          {"private/src\\log.cpp", "log.cpp"},
+                                          {"log.cpp", "log.cpp"},
+                                          {"", ""},
+                                          {"private/", ""},
+                                          {"//", ""},
+                                          // An only separator at the start is not told from none.
+                                          {"/log.cpp", "/log.cpp"},
+                                          {"\\", "\\"}}) {
+        EXPECT_STREQ(fileBaseName(path), baseName) << path;
     }
 }
 
@@ -41,89 +40,71 @@ TEST(ObjectText, IsTheTextOfAShortObjectAndTheBytesOfTheAddressOfALongOne)
     EXPECT_STREQ(ObjectText(longer).text(), bytes);
 }
 
-using MapResults = UnitTest;
+using HelperFunctions = TraceTest;
 
-TEST_F(MapResults, IsTheIdentityOnTheTable)
+TEST_F(HelperFunctions, MapEachResultOfTheSinkToItselfAndReportEveryOtherValue)
 {
-    InternalTrace const internalTrace;
-    for (std::uint32_t const number :
-         {1U, 0xF0000001U, 0xF0000002U, 0xF0000003U, 0xF0000004U, 0xF0000005U, 0xF0000006U}) {
-        EXPECT_EQ(mapCommonResultToTraceResult(static_cast<CommonResult>(number)), number);
-    }
-    EXPECT_THAT(takeLines(), IsEmpty());
-}
-
-TEST_F(MapResults, ReportsEveryOtherValue)
-{
-    for (std::uint32_t const number : {0U, 2U, 3U, 0x80000001U, 0xF0000000U, 0xF0000007U, 0xFFFFFFFFU}) {
-        SCOPED_TRACE(number);
-        auto const value = static_cast<CommonResult>(number);
-        EXPECT_EQ(mapCommonResultToTraceResult(value), TRACE_UNKNOWN_COMMON_RESULT);
-        EXPECT_THAT(takeLines(), IsEmpty()) << "nobody to report to";
+    for (bool const isReported : {false, true}) {
         InternalTrace const internalTrace;
-        EXPECT_EQ(mapCommonResultToTraceResult(value), TRACE_UNKNOWN_COMMON_RESULT);
-        EXPECT_THAT(takeLines(), ElementsAre(ownError("map_results.cpp", "trace::mapCommonResultToTraceResult",
-                                                      "Invalid Argument: commonResult")));
+        if (!isReported) {
+            removeInternalTracePointer();
+        }
+        for (std::uint32_t const number :
+             {1U, 0xF0000001U, 0xF0000002U, 0xF0000003U, 0xF0000004U, 0xF0000005U, 0xF0000006U}) {
+            EXPECT_EQ(mapCommonResultToTraceResult(static_cast<CommonResult>(number)), number);
+        }
+        EXPECT_THAT(takeLines(), IsEmpty());
+        std::vector<std::string> const reports(isReported ? 1 : 0, ownRecord(kError, "map_results.cpp",
+                                                                             "trace::mapCommonResultToTraceResult",
+                                                                             "Invalid Argument: commonResult"));
+        for (std::uint32_t const number : {0U, 2U, 0x80000001U, 0xF0000000U, 0xF0000007U, 0xFFFFFFFFU}) {
+            EXPECT_EQ(mapCommonResultToTraceResult(static_cast<CommonResult>(number)), TRACE_UNKNOWN_COMMON_RESULT);
+            EXPECT_EQ(takeLines(), reports) << number;
+        }
     }
 }
 
-class CheckAndSetString : public UnitTest, public testing::WithParamInterface<unsigned short>
+class CheckAndSetString : public TraceTest
 {
 protected:
     /// The buffer after the call; all that was not written shows as '#'.
-    std::string bufferAfter(char const * source, unsigned short size)
+    std::string bufferAfter(char const * source, unsigned int size)
     {
-        std::string buffer(size + 8U, '#');
-        checkAndSetString(buffer.data(), source, size, result);
+        std::string buffer(size + 8, '#');
+        result = TRACE_INVALID_ARGUMENT;
+        checkAndSetString(buffer.data(), source, static_cast<unsigned short>(size), result);
         return buffer;
     }
 
-    static std::string bufferWith(std::string const & text, unsigned short size)
-    {
-        return text + '\0' + std::string(size + 7U - text.size(), '#');
-    }
-
     InternalTrace internalTrace;
-    TraceResult result = TRACE_INVALID_ARGUMENT;
+    TraceResult result = TRACE_OK;
 };
 
-TEST_P(CheckAndSetString, CopiesWholeWhatFits)
+TEST_F(CheckAndSetString, CopiesWhatFitsAndReportsACut)
 {
-    for (std::string const & source : {std::string(), std::string(GetParam() - 1U, 'x')}) {
-        EXPECT_EQ(bufferAfter(source.c_str(), GetParam()), bufferWith(source, GetParam()));
+    for (unsigned int const size : {1U, 2U, 64U, 65535U}) {
+        std::string const kept(size - 1, 'x');
+        std::string const filled = kept + '\0' + std::string(8, '#');
+        EXPECT_EQ(bufferAfter(kept.c_str(), size), filled);
         EXPECT_EQ(result, TRACE_INVALID_ARGUMENT) << "not touched";
         EXPECT_THAT(takeLines(), IsEmpty());
-    }
-}
-
-TEST_P(CheckAndSetString, CutsReportsAndDisplacesAnEarlierResult)
-{
-    std::string const kept(GetParam() - 1U, 'x');
-    for (std::size_t const excess : {1U, 2U, 1000U}) {
-        result = TRACE_INVALID_ARGUMENT;
-        EXPECT_EQ(bufferAfter((kept + std::string(excess, 'x')).c_str(), GetParam()), bufferWith(kept, GetParam()));
-        EXPECT_EQ(result, TRACE_TRUNCATED);
-        EXPECT_THAT(takeLines(), ElementsAre(cutReport(kept.size() + excess, GetParam() - 1)));
+        for (std::size_t const excess : {1U, 1000U}) {
+            EXPECT_EQ(bufferAfter((kept + std::string(excess, 'x')).c_str(), size), filled);
+            EXPECT_EQ(result, TRACE_TRUNCATED) << "in place of an earlier result";
+            EXPECT_THAT(takeLines(), ElementsAre(cutReport(kept.size() + excess, size - 1)));
+        }
     }
     removeInternalTracePointer();
-    result = TRACE_OK;
-    EXPECT_EQ(bufferAfter((kept + 'y').c_str(), GetParam()), bufferWith(kept, GetParam()));
+    EXPECT_EQ(bufferAfter("abc", 3), std::string("ab\0########", 11));
     EXPECT_EQ(result, TRACE_TRUNCATED) << "without a report too";
     EXPECT_THAT(takeLines(), IsEmpty());
 }
-INSTANTIATE_TEST_SUITE_P(Size, CheckAndSetString, testing::Values(1, 2, 64, 128, 256, 65535));
 
-using CheckAndSetStringOf = CheckAndSetString;
-
-TEST_F(CheckAndSetStringOf, NoSourceLeavesEverything)
+TEST_F(CheckAndSetString, LeavesEverythingWithoutASourceAndWritesNothingWithSizeZero)
 {
     EXPECT_EQ(bufferAfter(nullptr, 8), std::string(16, '#'));
     EXPECT_EQ(result, TRACE_INVALID_ARGUMENT);
     EXPECT_THAT(takeLines(), IsEmpty());
-}
-
-TEST_F(CheckAndSetStringOf, SizeZeroWritesNothingAndReports)
-{
     EXPECT_EQ(bufferAfter("abc", 0), std::string(8, '#'));
     EXPECT_EQ(result, TRACE_TRUNCATED);
     EXPECT_THAT(takeLines(), ElementsAre(cutReport(3, -1)));

@@ -2,10 +2,9 @@
 
 #include "recording_unit.h"
 #include "support/internal_trace_access.h"
-#include "unit_calls.h"
+#include "support/trace_test.h"
 
 #include <thread>
-#include <utility>
 
 namespace common::log::test {
 
@@ -24,12 +23,11 @@ void reportAtEachSeverity(int & evaluated)
 
 namespace {
 
-class SelfTrace : public UnitTest
+class SelfTrace : public TraceTest
 {
 protected:
     SelfTrace() { setActiveUnit(internalTrace, &unit); }
 
-    ScopedEnvironment machine{"SNAP_NAME", "machine"};
     RecordingUnit unit;
     InternalTrace internalTrace;
     int evaluated = 0;
@@ -38,83 +36,69 @@ protected:
 TEST_F(SelfTrace, CallsTheActiveUnitWithTheReportersOrigin)
 {
     setFlags(internalTrace, {true, true, true});
-    machine.set("changed later");
+    environment.set("changed later");
     reportAtEachSeverity(evaluated);
 
-    EXPECT_THAT(unit.codes, ElementsAre(135201042U, 135135506U, 134873362U));
+    EXPECT_THAT(unit.codes, ElementsAre(kError, kWarning, kMessage));
     EXPECT_THAT(unit.texts, ElementsAre("error 1", "warning 2", "message 3"));
     EXPECT_EQ(unit.last.classType, 1U);
     EXPECT_STREQ(unit.last.componentName, "trace");
     EXPECT_STREQ(unit.last.snapName, "machine");
     EXPECT_STREQ(unit.last.fileName, "self_trace_test.cpp");
     EXPECT_STREQ(unit.last.functionName, "common::log::test::reportAtEachSeverity");
-    EXPECT_STREQ(unit.last.format, "%s %d");
     SELF_TRACE_ERROR("from here");
     EXPECT_EQ(unit.last.line, __LINE__ - 1U);
-    EXPECT_THAT(takeLines(), IsEmpty());
 }
 
 TEST_F(SelfTrace, EachSeverityGoesByItsOwnFlagAndArgumentsOfTheOthersAreNotEvaluated)
 {
     reportAtEachSeverity(evaluated);
-    EXPECT_THAT(unit.texts, ElementsAre("error 1")) << "the default";
-    for (int flags = 0; flags < 8; ++flags) {
-        EnablingState const state{(flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0};
+    EXPECT_THAT(unit.codes, ElementsAre(kError)) << "the default";
+    for (unsigned int number = 0; number < 8; ++number) {
+        EnablingState const state = stateOf(number);
         setFlags(internalTrace, state);
         evaluated = 0;
-        unit.texts.clear();
+        unit.codes.clear();
         reportAtEachSeverity(evaluated);
-        std::vector<std::string> expected;
-        for (auto const & [isOn, name] : {std::pair(state.errors, "error "), std::pair(state.warnings, "warning "),
-                                          std::pair(state.messages, "message ")}) {
-            if (isOn) {
-                expected.push_back(name + std::to_string(expected.size() + 1));
-            }
+        std::vector<unsigned int> expected;
+        for (auto const & [isOn, code] :
+             {std::pair(state.errors, kError), {state.warnings, kWarning}, {state.messages, kMessage}}) {
+            expected.insert(expected.end(), isOn ? 1 : 0, code);
         }
-        EXPECT_EQ(unit.texts, expected) << flags;
+        EXPECT_EQ(unit.codes, expected) << number;
+        EXPECT_EQ(evaluated, static_cast<int>(expected.size()));
     }
 }
 
 TEST_F(SelfTrace, IsSilentWithoutAnObjectOrWithoutItsUnit)
 {
-    setFlags(internalTrace, {true, true, true});
     setActiveUnit(internalTrace, nullptr);
     reportAtEachSeverity(evaluated);
     setActiveUnit(internalTrace, &unit);
     removeInternalTracePointer();
-    EXPECT_EQ(g_internalTrace, nullptr);
     reportAtEachSeverity(evaluated);
     EXPECT_EQ(evaluated, 0);
     EXPECT_THAT(unit.codes, IsEmpty());
-
     setInternalTracePointer(&internalTrace);
     reportAtEachSeverity(evaluated);
-    EXPECT_THAT(unit.codes, SizeIs(3));
+    EXPECT_THAT(unit.codes, SizeIs(1));
 }
 
-TEST_F(SelfTrace, EndsAfterOneLevelInsideAnother)
-{
-    unit.whileCalled = [] { SELF_TRACE_ERROR("inside"); };
-    for (std::size_t round = 1; round <= 3; ++round) {
-        SELF_TRACE_ERROR("outside");
-        EXPECT_THAT(unit.texts, SizeIs(2 * round)) << "the next report starts anew";
-    }
-}
-
-TEST_F(SelfTrace, CountsItsLevelsForEachThread)
+TEST_F(SelfTrace, EndsAfterOneLevelInsideAnotherOnEachThread)
 {
     unit.whileCalled = [this] {
         if (unit.texts.size() == 2) { // inside of two reports
             std::thread([] { SELF_TRACE_ERROR("from another thread"); }).join();
-        } else {
-            SELF_TRACE_ERROR("inside");
         }
+        SELF_TRACE_ERROR("inside");
     };
     SELF_TRACE_ERROR("outside");
     EXPECT_THAT(unit.texts, ElementsAre("outside", "inside", "from another thread", "inside"));
+    SELF_TRACE_ERROR("outside");
+    EXPECT_THAT(unit.texts, SizeIs(6)) << "the next report starts anew";
 }
 
-using OwnRecords = UnitTest;
+using OwnRecords = TraceTest;
 
 TEST_F(OwnRecords, WithALongSnapNameReportTheCutOnceAndAhead)
 {
@@ -122,9 +106,9 @@ TEST_F(OwnRecords, WithALongSnapNameReportTheCutOnceAndAhead)
     InternalTrace const internalTrace;
     (void)mapCommonResultToTraceResult(static_cast<CommonResult>(2));
     std::string const kept(63, 's');
-    EXPECT_THAT(takeLines(),
-                ElementsAre(cutReport(100, 63, kept), ownError("map_results.cpp", "trace::mapCommonResultToTraceResult",
-                                                               "Invalid Argument: commonResult", kept)));
+    EXPECT_THAT(takeLines(), ElementsAre(cutReport(100, 63, kept),
+                                         ownRecord(kError, "map_results.cpp", "trace::mapCommonResultToTraceResult",
+                                                   "Invalid Argument: commonResult", kept)));
 }
 
 TEST(InternalTraceObject, StandsBehindTheGlobalPointerWhileItLives)
@@ -139,7 +123,6 @@ TEST(InternalTraceObject, StandsBehindTheGlobalPointerWhileItLives)
         }
         EXPECT_EQ(g_internalTrace, nullptr) << "the end of either one";
     }
-    EXPECT_EQ(g_internalTrace, nullptr);
 }
 
 } // namespace

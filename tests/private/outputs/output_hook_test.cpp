@@ -11,7 +11,6 @@
 #include <locale>
 #include <string>
 #include <tuple>
-#include <vector>
 
 namespace common::log::test {
 
@@ -23,7 +22,7 @@ using namespace common::log::trace;
 void (*const kOutputUnchecked)(OutputType, char const *, ...) = outputMessageLog;
 
 /// Of one call: the user data, the kind, the place of the format, and the text that the arguments give.
-using HookCall = std::tuple<std::vector<int> *, std::uint32_t, void const *, std::string>;
+using HookCall = std::tuple<void volatile *, std::uint32_t, void const *, std::string>;
 HookCall g_lastCall;
 int g_calls = 0;
 
@@ -31,27 +30,19 @@ void keepCall(void volatile * userData, OutputType type, char const * format, ch
 {
     char text[64];
     (void)formatArguments(text, sizeof text, format, arguments);
-    g_lastCall = {static_cast<std::vector<int> *>(const_cast<void *>(userData)), type, format, text};
+    g_lastCall = {userData, type, format, text};
     ++g_calls;
-}
-
-TEST(OutputHook, IsEmptyAtFirstAndThenNoFormatIsTouched)
-{
-    StreamCapture const stream;
-    EXPECT_EQ(g_logHookFunc, nullptr);
-    EXPECT_EQ(g_logUserData, nullptr);
-    kOutputUnchecked(OutputType{}, reinterpret_cast<char const *>(1), 7);
-    kOutputUnchecked(OutputType{}, nullptr);
-    EXPECT_EQ(stream.text(), "");
 }
 
 TEST(OutputHook, GetsEachCallWithItsArgumentsUnread)
 {
     static constexpr char kFormat[] = "%d %s %.2f";
     StreamCapture const stream;
-    std::vector<int> first;
-    std::vector<int> second;
+    int first = 0;
+    int second = 0;
     g_calls = 0;
+    EXPECT_EQ(g_logUserData, nullptr);
+    kOutputUnchecked(OutputType{}, reinterpret_cast<char const *>(1), 7); // no hook yet: no format is touched
     setOutputHook(keepCall, &first);
     outputMessageLog(OutputType{}, kFormat, 7, "seven", 7.25);
     EXPECT_EQ(g_lastCall, HookCall(&first, 0U, kFormat, "7 seven 7.25"));
@@ -60,26 +51,34 @@ TEST(OutputHook, GetsEachCallWithItsArgumentsUnread)
     EXPECT_EQ(g_lastCall, HookCall(&second, 0xFFFFFFFFU, kFormat, "-7  0.50"));
 
     setOutputHook(nullptr, &first);
-    EXPECT_EQ(g_logHookFunc, nullptr);
     EXPECT_EQ(g_logUserData, &first) << "stored without a look at the function";
-    outputMessageLog(OutputType{}, kFormat, 7, "seven", 7.25);
+    kOutputUnchecked(OutputType{}, nullptr);
     setOutputHook(nullptr, nullptr);
     EXPECT_EQ(g_calls, 2);
     EXPECT_EQ(stream.text(), "");
 }
 
-TEST(OutputFunction, WritesALineWithItsOriginBehindALineEnd)
+struct GroupedDigits : std::numpunct<char>
+{
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(OutputFunction, WritesALineWithItsOriginBehindALineEndWhateverTheStreamIsSetTo)
 {
     StreamCapture stream;
-    outputFunction("ERR", 104, "common::log::trace::LogBuffered::log", "%s: code 0x%08X", "axis", 0x120000U);
-    EXPECT_EQ(stream.text(), "\nERR: common::log::trace::LogBuffered::log (line 104): axis: code 0x00120000");
+    std::ios_base::fmtflags const flags = std::cerr.flags();
+    std::locale const previous = std::cerr.imbue(std::locale(std::locale::classic(), new GroupedDigits));
+    std::cerr << std::hex << std::showbase << std::showpos;
+    outputFunction("ERR", 123'456, "common::log::trace::LogBuffered::log", "%s: code 0x%08X", "axis", 0x120000U);
+    EXPECT_EQ(stream.text(), "\nERR: common::log::trace::LogBuffered::log (line 123456): axis: code 0x00120000");
     EXPECT_EQ(stream.flushes(), 1U) << "that of the line end";
-
     stream.clear();
-    outputFunction("WARN", 0, nullptr, "%d|%%", 7); // without a line the name is not looked at
-    outputFunction("", -3, "f", "%s", "");
+    outputFunction("WARN", 0, nullptr, "%d|%%", 1'234); // without a line the name is not looked at
     outputFunction("", std::numeric_limits<int>::min(), "f", "%s", "");
-    EXPECT_EQ(stream.text(), "\nWARN: 7|%\n: f (line -3): \n: f (line -2147483648): ");
+    std::cerr.flags(flags);
+    std::cerr.imbue(previous);
+    EXPECT_EQ(stream.text(), "\nWARN: 1234|%\n: f (line -2147483648): ");
 }
 
 TEST(OutputFunction, CutsItsTextAt199CharactersAndNothingElse)
@@ -91,24 +90,6 @@ TEST(OutputFunction, CutsItsTextAt199CharactersAndNothingElse)
         outputFunction(longText.c_str(), 1, longText.c_str(), "%.*s", length, longText.c_str());
         EXPECT_EQ(stream.text(), "\n" + longText + ": " + longText + " (line 1): " + longText.substr(0, 199));
     }
-}
-
-struct GroupedDigits : std::numpunct<char>
-{
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-TEST(OutputFunction, WritesTheLineInDecimalWhateverTheStreamIsSetTo)
-{
-    StreamCapture stream;
-    std::ios_base::fmtflags const flags = std::cerr.flags();
-    std::locale const previous = std::cerr.imbue(std::locale(std::locale::classic(), new GroupedDigits));
-    std::cerr << std::hex << std::showbase << std::showpos;
-    outputFunction("ERR", 123'456, "f", "%d", 1'234);
-    std::cerr.flags(flags);
-    std::cerr.imbue(previous);
-    EXPECT_EQ(stream.text(), "\nERR: f (line 123456): 1234");
 }
 
 } // namespace
