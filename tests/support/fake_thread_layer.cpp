@@ -1,29 +1,26 @@
 #include "support/fake_thread_layer.h"
 
-#include "support/stream_capture.h"
-
-#include <cinttypes>
-#include <cstdarg>
-#include <cstdio>
-#include <stdexcept>
+#include <sstream>
 
 namespace common::log::test {
 
 namespace {
 
-constexpr std::uint32_t kNoLayer = 0xF0010FFFU;
+constexpr std::uint64_t kCores = 0x5;
+constexpr std::uint64_t kHandle = 0x700000007U;
 
 FakeThreadLayer * g_layer = nullptr;
 
+std::string hexadecimal(std::uint64_t number)
+{
+    std::ostringstream text;
+    text << "0x" << std::hex << number;
+    return text.str();
+}
+
 } // namespace
 
-FakeThreadLayer::FakeThreadLayer(StreamCapture const * stream) : m_stream(stream)
-{
-    if (g_layer != nullptr) {
-        throw std::logic_error("a process has one thread layer");
-    }
-    g_layer = this;
-}
+FakeThreadLayer::FakeThreadLayer(StreamCapture const * stream) : m_stream(stream) { g_layer = this; }
 
 FakeThreadLayer::~FakeThreadLayer()
 {
@@ -38,92 +35,68 @@ void FakeThreadLayer::startWorker()
     m_worker = std::thread([this] { m_workerExitCode = runWorker(); });
 }
 
-void FakeThreadLayer::remember(char const * format, ...)
+void FakeThreadLayer::remember(std::string const & call)
 {
-    char text[256];
-    std::va_list arguments;
-    va_start(arguments, format);
-    (void)std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    m_calls.emplace_back(text);
-    m_streams.push_back(m_stream != nullptr ? m_stream->text() : std::string());
+    m_calls.push_back(call);
+    m_streams.push_back(m_stream->text());
 }
 
-std::uint32_t FakeThreadLayer::getUsableCores(std::uint64_t * cores)
+void FakeThreadLayer::keep(ZEP_ThreadEntry entry, void * argument)
 {
-    remember("cores(%" PRIu64 ")", *cores);
-    *cores = answers.cores;
-    return answers.coresStatus;
-}
-
-std::uint32_t FakeThreadLayer::create(std::uint64_t * handle, char const * name, ZEP_ThreadEntry entry, void * argument,
-                                      std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores,
-                                      bool reserved)
-{
-    remember("create(%" PRIu64 ", %s, priority %u, stack %u, cores 0x%" PRIx64 ", %s)", *handle, name, priority,
-             stackSize, cores, reserved ? "true" : "false");
     m_entry = entry;
     m_argument = argument;
-    if (answers.handle != 0) {
-        *handle = answers.handle;
-    }
-    return answers.createStatus;
 }
 
-std::uint32_t FakeThreadLayer::join(std::uint64_t handle, std::uint32_t timeoutMilliseconds, std::uint32_t * exitCode)
+std::uint32_t FakeThreadLayer::join()
 {
-    remember("join(0x%" PRIx64 ", %u, %u)", handle, timeoutMilliseconds, *exitCode);
-    *exitCode = answers.exitCode;
     if (whileJoining) {
         whileJoining();
     }
     if (m_worker.joinable()) {
         m_worker.join();
-        *exitCode = m_workerExitCode;
+        return m_workerExitCode;
     }
-    return answers.joinStatus;
-}
-
-std::uint32_t FakeThreadLayer::remove(std::uint64_t handle)
-{
-    remember("delete(0x%" PRIx64 ")", handle);
-    return answers.deleteStatus;
-}
-
-std::uint32_t FakeThreadLayer::cleanup(std::uint64_t handle)
-{
-    remember("cleanup(0x%" PRIx64 ")", handle);
-    return answers.cleanupStatus;
+    return answers.exitCode;
 }
 
 } // namespace common::log::test
 
-using common::log::test::g_layer;
-using common::log::test::kNoLayer;
+using namespace common::log::test;
 
 std::uint32_t ZEP_eThreadGetUsableCores(std::uint64_t * cores)
 {
-    return g_layer != nullptr ? g_layer->getUsableCores(cores) : kNoLayer;
+    g_layer->remember("cores(" + std::to_string(*cores) + ")");
+    *cores = kCores;
+    return g_layer->answers.coresStatus;
 }
 
 std::uint32_t ZEP_eThreadCreate(std::uint64_t * handle, char const * name, ZEP_ThreadEntry entry, void * argument,
                                 std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores, bool reserved)
 {
-    return g_layer != nullptr ? g_layer->create(handle, name, entry, argument, priority, stackSize, cores, reserved)
-                              : kNoLayer;
+    g_layer->remember("create(" + std::to_string(*handle) + ", " + name + ", priority " + std::to_string(priority) +
+                      ", stack " + std::to_string(stackSize) + ", cores " + hexadecimal(cores) + ", " +
+                      (reserved ? "true" : "false") + ")");
+    g_layer->keep(entry, argument);
+    *handle = kHandle;
+    return g_layer->answers.createStatus;
 }
 
 std::uint32_t ZEP_eThreadJoin(std::uint64_t handle, std::uint32_t timeoutMilliseconds, std::uint32_t * exitCode)
 {
-    return g_layer != nullptr ? g_layer->join(handle, timeoutMilliseconds, exitCode) : kNoLayer;
+    g_layer->remember("join(" + hexadecimal(handle) + ", " + std::to_string(timeoutMilliseconds) + ", " +
+                      std::to_string(*exitCode) + ")");
+    *exitCode = g_layer->join();
+    return g_layer->answers.joinStatus;
 }
 
 std::uint32_t ZEP_eThreadDelete(std::uint64_t handle)
 {
-    return g_layer != nullptr ? g_layer->remove(handle) : kNoLayer;
+    g_layer->remember("delete(" + hexadecimal(handle) + ")");
+    return g_layer->answers.deleteStatus;
 }
 
 std::uint32_t ZEP_eThreadCleanup(std::uint64_t handle)
 {
-    return g_layer != nullptr ? g_layer->cleanup(handle) : kNoLayer;
+    g_layer->remember("cleanup(" + hexadecimal(handle) + ")");
+    return g_layer->answers.cleanupStatus;
 }

@@ -2,45 +2,119 @@
 
 #include "support/record.h"
 
+#include <functional>
+#include <iostream>
 #include <mutex>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace common::log::test {
 
-/// Takes the place of the buffer of `std::cerr` while it lives, and keeps what is written. Safe for any number of
-/// writing threads, whose writes may interleave.
-class StreamCapture : private std::streambuf
+/// Takes the place of the buffer of `std::cerr` while it lives, without unit buffering, so that the only flushes are
+/// those that somebody asked for.
+class ErrorStreamBuffer : protected std::streambuf
 {
 public:
-    StreamCapture();
-    StreamCapture(StreamCapture const &) = delete;
-    StreamCapture & operator=(StreamCapture const &) = delete;
-    ~StreamCapture() override;
+    ErrorStreamBuffer(ErrorStreamBuffer const &) = delete;
+    ErrorStreamBuffer & operator=(ErrorStreamBuffer const &) = delete;
 
-    /// All that was written so far.
-    std::string text() const;
-    std::vector<std::string> lines() const { return splitLines(text()); }
-    std::vector<Record> records() const { return parseRecords(text()); }
+protected:
+    ErrorStreamBuffer() : m_previous(std::cerr.rdbuf(this)), m_flags(std::cerr.flags())
+    {
+        std::cerr.unsetf(std::ios_base::unitbuf);
+    }
+    ~ErrorStreamBuffer() override
+    {
+        std::cerr.rdbuf(m_previous);
+        std::cerr.setf(m_flags & std::ios_base::unitbuf);
+    }
 
-    /// Number of insertions, and of flushes.
-    std::size_t writes() const;
-    std::size_t flushes() const;
-
-    void clear();
+    int_type overflow(int_type character) override
+    {
+        char const text = traits_type::to_char_type(character);
+        (void)xsputn(&text, traits_type::eq_int_type(character, traits_type::eof()) ? 0 : 1);
+        return traits_type::not_eof(character);
+    }
 
 private:
-    std::streamsize xsputn(char const * text, std::streamsize size) override;
-    int_type overflow(int_type character) override;
-    int sync() override;
+    std::streambuf * m_previous;
+    std::ios_base::fmtflags m_flags;
+};
+
+/// Keeps what is written. Safe for any number of writing threads, whose writes may interleave.
+class StreamCapture : private ErrorStreamBuffer
+{
+public:
+    /// All that was written so far.
+    std::string text() const
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        return m_text;
+    }
+    std::vector<std::string> lines() const { return splitLines(text()); }
+    std::vector<Record> records() const { return parseRecords(text()); }
+    std::size_t flushes() const
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        return m_flushes;
+    }
+    void clear()
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        m_text.clear();
+        m_flushes = 0;
+    }
+
+private:
+    std::streamsize xsputn(char const * text, std::streamsize size) override
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        m_text.append(text, static_cast<std::size_t>(size));
+        return size;
+    }
+    int sync() override
+    {
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        ++m_flushes;
+        return 0;
+    }
 
     mutable std::mutex m_mutex;
     std::string m_text;
-    std::size_t m_writes = 0;
     std::size_t m_flushes = 0;
-    std::streambuf * m_previous;
-    bool m_hadUnitBuffering;
+};
+
+/// Hands out each record as a whole and without its line end: at the flush that ends it, on the thread that wrote it.
+/// Whoever receives it may block, which is how a test stalls a writer, and runs on several threads at once where
+/// several write.
+class RecordStream : private ErrorStreamBuffer
+{
+public:
+    using Receiver = std::function<void(std::string_view record)>;
+
+    explicit RecordStream(Receiver receiver) : m_receiver(std::move(receiver)) {}
+
+private:
+    static std::string & record()
+    {
+        thread_local std::string t_record;
+        return t_record;
+    }
+    std::streamsize xsputn(char const * text, std::streamsize size) override
+    {
+        record().append(text, static_cast<std::size_t>(size));
+        return size;
+    }
+    int sync() override
+    {
+        m_receiver(std::string_view(record()).substr(record().rfind('\n', 0) == 0 ? 1 : 0));
+        record().clear();
+        return 0;
+    }
+
+    Receiver m_receiver;
 };
 
 } // namespace common::log::test

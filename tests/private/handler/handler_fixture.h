@@ -1,12 +1,7 @@
 #pragma once
 
 #include "support/fake_thread_layer.h"
-#include "support/stream_capture.h"
-
-#include <common/log/trace.h>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "support/trace_test.h"
 
 #include <memory>
 #include <string>
@@ -16,52 +11,70 @@ namespace common::log::test {
 
 constexpr unsigned int kQueueSize = 3200;
 
-constexpr unsigned int kMessage = 0x080A0112;
-constexpr unsigned int kWarning = 0x080E0112;
-constexpr unsigned int kError = 0x080F0112;
-constexpr unsigned int kInvalid = 0x080C0112;
+inline trace::DataOfQueue entryOfType(std::uint32_t type)
+{
+    trace::DataOfQueue entry;
+    entry.dataType = static_cast<trace::DataTypeOfQueue>(type);
+    return entry;
+}
 
-constexpr char const * kConstructor = "common::log::trace::Handler::Handler";
-constexpr char const * kDestructor = "common::log::trace::Handler::~Handler";
-constexpr char const * kWorker = "common::log::trace::Handler::threadTraceHandler";
+/// What a call of the unit "axis.control" queues.
+inline trace::DataOfQueue traceEntry(unsigned int code, std::string const & message)
+{
+    trace::DataOfQueue entry = entryOfType(trace::DATA_TRACE);
+    trace::TraceData & data = entry.traceData;
+    data.mainDiagnosisCode = code;
+    data.line = 118;
+    auto const set = [](auto & field, std::string const & text) { text.copy(field, sizeof field - 1); };
+    set(data.componentName, "axis");
+    set(data.snapName, "machine");
+    set(data.unitName, "axis.control");
+    set(data.fileName, "axis.cpp");
+    set(data.functionName, "Axis::start");
+    set(data.message, message);
+    return entry;
+}
 
-/// The records of a stream as texts that can be compared: a whole timestamp stands as T, and in the library's own
-/// records a line number as L.
-std::vector<std::string> comparable(std::string const & stream);
+/// What the worker writes about itself.
+inline std::string workerRecord(unsigned int code, std::string const & message)
+{
+    return ownRecord(code, "handler.cpp", "trace::Handler::threadTraceHandler", message);
+}
 
-/// A record of the library about itself, in that form.
-std::string ownRecord(unsigned int code, std::string const & functionName, std::string const & message,
-                      std::string const & fileName = "handler.cpp");
-
-/// A record of the unit "axis.control", in that form.
-std::string unitRecord(unsigned int code, std::string const & message);
-
-/// What a call of that unit queues.
-trace::DataOfQueue traceEntry(unsigned int code, std::string const & message);
-trace::DataOfQueue entryOfType(trace::DataTypeOfQueue type);
-
-bool isSame(timespec const & left, timespec const & right);
-timespec now();
-
-/// Lets every severity of the library's reports about itself out.
-void emitAll(trace::InternalTrace & internalTrace);
-
-/// A handler whose worker runs when the test says so, under the snap name "machine".
-class HandlerTest : public testing::Test
+/// A handler whose worker runs when the test says so.
+class HandlerTest : public TraceTest
 {
 protected:
-    HandlerTest();
-    ~HandlerTest() override;
-
     void start() { handler = std::make_shared<trace::Handler>(); }
-    /// Pushes copies of an entry until the handler holds as many as it can.
-    void fill(trace::DataOfQueue const & entry, unsigned int count = kQueueSize);
+
+    /// Pushes copies of an entry, until the handler holds as many as it can.
+    void fill(trace::DataOfQueue const & entry, unsigned int count = kQueueSize)
+    {
+        for (unsigned int number = 0; number < count; ++number) {
+            ASSERT_EQ(handler->addTraceData(entry), trace::TRACE_OK) << "entry " << number;
+        }
+    }
+
     /// Runs the worker over what is queued. Returns what it wrote between its first and its last record.
-    std::vector<std::string> drain();
+    std::vector<std::string> drain()
+    {
+        stream.clear();
+        EXPECT_EQ(handler->addTraceData(entryOfType(trace::DATA_TERMINATE)), trace::TRACE_OK);
+        EXPECT_EQ(layer.runWorker(), trace::TRACE_OK);
+        std::vector<std::string> const records = written();
+        if (records.size() < 2) {
+            ADD_FAILURE() << "no first and last record of the worker";
+            return records;
+        }
+        EXPECT_EQ(
+            records.front(),
+            workerRecord(kMessage, "Thread 'TraceHandler' is started with priority 10 and a thread delay of 10 ms"));
+        EXPECT_EQ(records.back(), workerRecord(kMessage, "Thread 'TraceHandler' is terminated by destruction"));
+        return {records.begin() + 1, records.end() - 1};
+    }
     std::vector<std::string> written() const { return comparable(stream.text()); }
 
-    StreamCapture stream;
-    FakeThreadLayer layer;
+    FakeThreadLayer layer{&stream};
     std::shared_ptr<trace::Handler> handler;
 };
 

@@ -11,26 +11,16 @@ using namespace common::log::trace;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr char const * kRealTime = "common::log::trace::Log::logRealTime";
-constexpr char const * kVaList = "common::log::trace::Log::logRealTimeVaList";
-constexpr char const * kFormatReport = "Calling 'vsnprintf' failed. Output string could not be built.";
-constexpr char const * kCutReport =
-    "Message size of output string exceeded. String is truncated after 255 characters (or before, depending on "
-    "implementation).";
-
-std::string unitReport(std::string const & function, std::string const & message)
+std::string unitReport(char const * function, std::string const & message)
 {
-    return ownRecord(kError, function, message, "log_real_time.cpp");
+    return ownRecord(kError, "log_real_time.cpp", std::string("trace::Log::") + function, message);
 }
 
-std::string copyReport(std::size_t length, std::size_t kept)
-{
-    return ownRecord(kError, "common::log::trace::checkAndSetString",
-                     "Message size (" + std::to_string(length) +
-                         ") of source string exceeded. String is truncated after " + std::to_string(kept) +
-                         " characters.",
-                     "string.cpp");
-}
+std::string const kFormatReport =
+    unitReport("logRealTimeVaList", "Calling 'vsnprintf' failed. Output string could not be built.");
+std::string const kCutReport =
+    unitReport("logRealTimeVaList", "Message size of output string exceeded. String is truncated after 255 characters "
+                                    "(or before, depending on implementation).");
 
 TraceResult callVaList(Log & unit, unsigned int code, LogParameters const * parameters, ...)
 {
@@ -50,48 +40,38 @@ protected:
         start();
         unit = std::make_unique<Log>("axis.control", handler);
         unit->setEnablingState(true);
-        parameters.componentName = "axis";
-        parameters.snapName = "machine";
-        parameters.fileName = "axis.cpp";
-        parameters.functionName = "Axis::start";
-        parameters.line = 118;
-        parameters.format = "done";
         stream.clear();
     }
 
     InternalTrace internalTrace;
-    LogParametersExtended parameters;
+    LogParametersExtended parameters = parametersOf("done");
     std::unique_ptr<Log> unit;
 };
 
-TEST_F(RealTimeUnit, QueuesWhatItsFlagLetsThrough)
+TEST_F(RealTimeUnit, QueuesWhatItsFlagLetsThroughAndLeavesAnInvalidCodeToTheWorker)
 {
-    for (unsigned int const open : {kMessage, kWarning, kError}) {
-        stream.clear();
-        unit->setEnablingState(EnablingState{open == kMessage, open == kWarning, open == kError});
-        for (unsigned int const code : {kMessage, kWarning, kError}) {
-            SCOPED_TRACE(testing::Message() << std::hex << open << " open, call of " << code);
-            EXPECT_EQ(unit->logRealTime(code, parameters), code == open ? TRACE_OK : TRACE_DISABLED);
-            EXPECT_EQ(callVaList(*unit, code, &parameters), code == open ? TRACE_OK : TRACE_DISABLED);
+    for (unsigned int number = 0; number < 8; ++number) {
+        EnablingState const state = stateOf(number);
+        unit->setEnablingState(state);
+        std::vector<std::string> expected;
+        for (CodeClass const & codeClass : kCodeClasses) {
+            SCOPED_TRACE(testing::Message() << "state " << number << std::hex << ", code " << codeClass.code);
+            bool const isValid = codeClass.flag != nullptr;
+            bool const isOn = !isValid || state.*codeClass.flag;
+            TraceResult const result = !isOn ? TRACE_DISABLED : isValid ? TRACE_OK : TRACE_INVALID_ARGUMENT;
+            EXPECT_EQ(unit->logRealTime(codeClass.code, parameters), result);
+            EXPECT_EQ(callVaList(*unit, codeClass.code, &parameters), result);
+            for (int call = 0; call < (isOn ? 2 : 0); ++call) {
+                if (!isValid) {
+                    expected.push_back(ownRecord(kError, "handler.cpp", "trace::Handler::logThread",
+                                                 "axis.control: " + invalidCodeText(codeClass.code)));
+                }
+                expected.push_back(unitRecord(codeClass.writtenCode, "done"));
+            }
         }
         EXPECT_EQ(stream.text(), "") << "nothing is written by the calls themselves";
-        EXPECT_THAT(drain(), ElementsAre(unitRecord(open, "done"), unitRecord(open, "done")));
-    }
-}
-
-TEST_F(RealTimeUnit, LeavesAnInvalidCodeToTheWorker)
-{
-    unit->setEnablingState(false);
-    for (unsigned int const code : {kInvalid, 0U, 0xFFFBFFFFU}) {
-        EXPECT_EQ(unit->logRealTime(code, parameters), TRACE_INVALID_ARGUMENT);
-        EXPECT_EQ(stream.text(), "");
-        char report[128];
-        (void)std::snprintf(report, sizeof report,
-                            "axis.control: Invalid main diagnosis code 0x%08X: treat as trace error, using 0x080F0112 "
-                            "instead.",
-                            code);
-        EXPECT_THAT(drain(), ElementsAre(ownRecord(kError, "common::log::trace::Handler::logThread", report),
-                                         unitRecord(kError, "done")));
+        unit->setEnablingState(false); // no switch is looked at any more
+        EXPECT_EQ(drain(), expected);
         stream.clear();
     }
 }
@@ -100,28 +80,21 @@ TEST_F(RealTimeUnit, RefusesAnotherClassTypeAndPrintsTheOneItExpects)
 {
     constexpr char const * kReport = "Incorrect class type was sent. Class type: 1. Unit name: axis.control.";
     for (std::uint32_t const type : {0U, 2U, 0x80000001U}) {
-        SCOPED_TRACE(type);
         parameters.classType = type;
         for (unsigned int const code : {kMessage, kInvalid}) {
-            stream.clear();
             EXPECT_EQ(unit->logRealTime(code, parameters), TRACE_INVALID_ARGUMENT);
             EXPECT_EQ(callVaList(*unit, code, &parameters), TRACE_INVALID_ARGUMENT);
-            EXPECT_THAT(written(), ElementsAre(unitReport(kRealTime, kReport), unitReport(kVaList, kReport)));
+            EXPECT_THAT(takeLines(),
+                        ElementsAre(unitReport("logRealTime", kReport), unitReport("logRealTimeVaList", kReport)));
         }
     }
-    LogParameters const plain;
-    EXPECT_EQ(unit->logRealTime(kMessage, plain), TRACE_INVALID_ARGUMENT);
-    EXPECT_THAT(drain(), IsEmpty());
-}
-
-TEST_F(RealTimeUnit, LooksAtTheClassTypeFirstAndWithAListAtTheFlagFirst)
-{
+    EXPECT_EQ(unit->logRealTime(kMessage, LogParameters()), TRACE_INVALID_ARGUMENT);
     unit->setEnablingState(false);
-    parameters.classType = 0;
-    EXPECT_EQ(callVaList(*unit, kMessage, &parameters), TRACE_DISABLED);
+    EXPECT_EQ(unit->logRealTime(kMessage, parameters), TRACE_INVALID_ARGUMENT) << "ahead of the flag";
+    stream.clear();
+    EXPECT_EQ(callVaList(*unit, kMessage, &parameters), TRACE_DISABLED) << "with a list the flag is ahead";
     EXPECT_EQ(stream.text(), "");
-    EXPECT_EQ(unit->logRealTime(kMessage, parameters), TRACE_INVALID_ARGUMENT);
-    EXPECT_EQ(written().size(), 1U);
+    EXPECT_THAT(drain(), IsEmpty());
 }
 
 TEST_F(RealTimeUnit, IsReachedThroughItsOverride)
@@ -129,21 +102,15 @@ TEST_F(RealTimeUnit, IsReachedThroughItsOverride)
     struct Derived : Log
     {
         using Log::Log;
-        TraceResult logRealTimeVaList(unsigned int code, LogParameters const & given, char * arguments) override
+        TraceResult logRealTimeVaList(unsigned int, LogParameters const & given, char * arguments) override
         {
-            seenCode = code;
-            seen = &given;
             return Log::logRealTimeVaList(kWarning, given, arguments);
         }
-        unsigned int seenCode = 0;
-        LogParameters const * seen = nullptr;
     };
     Derived derived("axis.control", handler);
     derived.setEnablingState(EnablingState{false, true, false});
     parameters.format = "%d %s";
     EXPECT_EQ(static_cast<ILogRealTime &>(derived).logRealTime(kMessage, parameters, 5, "five"), TRACE_OK);
-    EXPECT_EQ(derived.seenCode, kMessage);
-    EXPECT_EQ(derived.seen, &parameters);
     EXPECT_THAT(drain(), ElementsAre(unitRecord(kWarning, "5 five")));
 }
 
@@ -162,88 +129,63 @@ TEST_F(RealTimeUnit, LeavesTheCallersListUnread)
     EXPECT_THAT(drain(), ElementsAre(unitRecord(kMessage, "7 0.125"), unitRecord(kMessage, "7 0.125")));
 }
 
-TEST_F(RealTimeUnit, QueuesWithoutATextWhereTheFormatIsNullOrEmpty)
-{
-    for (char const * const format : {static_cast<char const *>(nullptr), ""}) {
-        parameters.format = format;
-        EXPECT_EQ(unit->logRealTime(kMessage, parameters), TRACE_OK);
-        EXPECT_THAT(drain(), ElementsAre(unitRecord(kMessage, "")));
-    }
-}
-
 TEST_F(RealTimeUnit, TakesNullTextsForEmptyOnes)
 {
     EXPECT_EQ(unit->logRealTime(kMessage, LogParametersExtended()), TRACE_OK);
-    EXPECT_THAT(drain(), ElementsAre("T||080A0112|Trace message axis.control|||||axis.control||||"));
+    EXPECT_EQ(unit->logRealTime(kMessage, parametersOf("")), TRACE_OK);
+    EXPECT_THAT(drain(),
+                ElementsAre(recordStart(kMessage) + "axis.control|||||axis.control||||", unitRecord(kMessage, "")));
 }
 
-struct TextField
+TEST_F(RealTimeUnit, CutsEachTextFromOneCharacterTooManyOnAndReportsIt)
 {
-    char const * name;
-    char const * LogParametersExtended::*parameter;
-    std::string Record::*field;
-    std::size_t room;
-};
-
-std::ostream & operator<<(std::ostream & stream, TextField const & field) { return stream << field.name; }
-
-class RealTimeUnitText : public RealTimeUnit, public testing::WithParamInterface<TextField>
-{
-};
-
-TEST_P(RealTimeUnitText, IsCutAndReportedFromOneCharacterTooManyOn)
-{
-    TextField const & field = GetParam();
-    for (std::size_t const length : {field.room, field.room + 1, field.room + 300}) {
-        SCOPED_TRACE(length);
-        bool const isCut = length > field.room;
-        std::string const text(length, 'x');
-        parameters.*field.parameter = text.c_str();
-        stream.clear();
-        EXPECT_EQ(unit->logRealTime(kMessage, parameters), isCut ? TRACE_TRUNCATED : TRACE_OK);
-        if (isCut) {
-            bool const isMessage = field.parameter == &LogParametersExtended::format;
-            EXPECT_THAT(written(),
-                        ElementsAre(isMessage ? unitReport(kVaList, kCutReport) : copyReport(length, field.room)));
-        } else {
-            EXPECT_EQ(stream.text(), "");
+    struct TextField
+    {
+        char const * LogParametersExtended::*parameter;
+        std::string Record::*field;
+        std::size_t room;
+    };
+    for (TextField const & field : {TextField{&LogParametersExtended::componentName, &Record::componentName, 127},
+                                    TextField{&LogParametersExtended::snapName, &Record::snapName, 63},
+                                    TextField{&LogParametersExtended::fileName, &Record::fileName, 63},
+                                    TextField{&LogParametersExtended::functionName, &Record::functionName, 63},
+                                    TextField{&LogParametersExtended::format, &Record::message, 255}}) {
+        for (std::size_t const length : {field.room, field.room + 1, field.room + 300}) {
+            SCOPED_TRACE(testing::Message() << length << " of " << field.room);
+            bool const isCut = length > field.room;
+            std::string const text(length, 'x');
+            parameters = parametersOf("");
+            parameters.*field.parameter = text.c_str();
+            stream.clear();
+            EXPECT_EQ(unit->logRealTime(kMessage, parameters), isCut ? TRACE_TRUNCATED : TRACE_OK);
+            std::string const report =
+                field.room == 255 ? kCutReport : cutReport(length, static_cast<long>(field.room));
+            EXPECT_EQ(written(), std::vector<std::string>(isCut ? 1 : 0, report));
+            EXPECT_EQ(drain().size(), 1U);
+            EXPECT_EQ(stream.records().at(1).*field.field, std::string(field.room, 'x'));
         }
-        EXPECT_EQ(drain().size(), 1U);
-        EXPECT_EQ(stream.records().at(1).*field.field, std::string(field.room, 'x'));
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, RealTimeUnitText,
-    testing::Values(TextField{"Component", &LogParametersExtended::componentName, &Record::componentName, 127},
-                    TextField{"Snap", &LogParametersExtended::snapName, &Record::snapName, 63},
-                    TextField{"File", &LogParametersExtended::fileName, &Record::fileName, 63},
-                    TextField{"Function", &LogParametersExtended::functionName, &Record::functionName, 63},
-                    TextField{"Message", &LogParametersExtended::format, &Record::message, 255}),
-    [](auto const & each) { return each.param.name; });
 
 TEST_F(RealTimeUnit, ReportsCutsInTheOrderOfTheFields)
 {
     std::string const texts[] = {std::string(128, 'c'), std::string(65, 's'), std::string(66, 'f'),
-                                 std::string(67, 'n'), std::string(256, 'm')};
+                                 std::string(67, 'n')};
     parameters.componentName = texts[0].c_str();
     parameters.snapName = texts[1].c_str();
     parameters.fileName = texts[2].c_str();
     parameters.functionName = texts[3].c_str();
-    parameters.format = "%s";
-    EXPECT_EQ(unit->logRealTime(kMessage, parameters, texts[4].c_str()), TRACE_TRUNCATED);
-    EXPECT_THAT(written(), ElementsAre(copyReport(128, 127), copyReport(65, 63), copyReport(66, 63), copyReport(67, 63),
-                                       unitReport(kVaList, kCutReport)));
+    parameters.format = "%256d";
+    EXPECT_EQ(unit->logRealTime(kMessage, parameters, 1), TRACE_TRUNCATED);
+    EXPECT_THAT(written(),
+                ElementsAre(cutReport(128, 127), cutReport(65, 63), cutReport(66, 63), cutReport(67, 63), kCutReport));
 }
 
 TEST_F(RealTimeUnit, QueuesNothingThatCannotBeFormatted)
 {
-    wchar_t const broken[] = {static_cast<wchar_t>(0x7FFFFFFF), 0};
-    parameters.format = "%ls";
     for (unsigned int const code : {kMessage, kInvalid}) {
-        stream.clear();
-        EXPECT_EQ(unit->logRealTime(code, parameters, broken), TRACE_FAILED);
-        EXPECT_THAT(written(), ElementsAre(unitReport(kVaList, kFormatReport)));
+        EXPECT_EQ(unit->logRealTime(code, parametersOf("%ls"), kUnwritable), TRACE_FAILED);
+        EXPECT_THAT(takeLines(), ElementsAre(kFormatReport));
     }
     EXPECT_THAT(drain(), IsEmpty());
 }
@@ -257,15 +199,12 @@ enum class Meets
 
 struct Displacement
 {
-    char const * name;
     unsigned int code;
     std::size_t fileLength;
-    std::size_t messageLength;
+    int messageLength;
     Meets meets;
     TraceResult result;
 };
-
-std::ostream & operator<<(std::ostream & stream, Displacement const & row) { return stream << row.name; }
 
 /// Without reports: no result depends on them.
 class RealTimeUnitResult : public HandlerTest, public testing::WithParamInterface<Displacement>
@@ -279,13 +218,11 @@ TEST_P(RealTimeUnitResult, IsThatOfTheLastStepThatWentWrong)
     Log unit("axis.control", std::shared_ptr<Handler>(std::shared_ptr<void>(), handler.get()));
     unit.setEnablingState(true);
     std::string const file(row.fileLength, 'f');
-    std::string const message(row.messageLength, 'm');
-    LogParametersExtended parameters;
+    LogParametersExtended parameters = parametersOf("%*d");
     parameters.fileName = file.c_str();
-    parameters.format = "%s";
     auto const call = [&] {
         stream.clear();
-        EXPECT_EQ(unit.logRealTime(row.code, parameters, message.c_str()), row.result);
+        EXPECT_EQ(unit.logRealTime(row.code, parameters, row.messageLength, 1), row.result);
         EXPECT_EQ(stream.text(), "");
     };
     if (row.meets == Meets::shutdown) {
@@ -302,21 +239,13 @@ TEST_P(RealTimeUnitResult, IsThatOfTheLastStepThatWentWrong)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, RealTimeUnitResult,
-    testing::Values(Displacement{"Nothing", kMessage, 1, 1, Meets::room, TRACE_OK},
-                    Displacement{"InvalidCode", kInvalid, 1, 1, Meets::room, TRACE_INVALID_ARGUMENT},
-                    Displacement{"CutField", kMessage, 64, 1, Meets::room, TRACE_TRUNCATED},
-                    Displacement{"CutMessage", kMessage, 1, 256, Meets::room, TRACE_TRUNCATED},
-                    Displacement{"InvalidCodeAndCutField", kInvalid, 64, 1, Meets::room, TRACE_TRUNCATED},
-                    Displacement{"InvalidCodeAndCutMessage", kInvalid, 1, 256, Meets::room, TRACE_TRUNCATED},
-                    Displacement{"FullQueue", kMessage, 1, 1, Meets::fullQueue, TRACE_QUEUE_FULL},
-                    Displacement{"InvalidCodeAndFullQueue", kInvalid, 1, 1, Meets::fullQueue, TRACE_QUEUE_FULL},
-                    Displacement{"CutAndFullQueue", kMessage, 64, 256, Meets::fullQueue, TRACE_QUEUE_FULL},
-                    Displacement{"Shutdown", kMessage, 1, 1, Meets::shutdown, TRACE_SHUTTING_DOWN},
-                    Displacement{"InvalidCodeAndCutAndShutdown", kInvalid, 64, 256, Meets::shutdown,
-                                 TRACE_SHUTTING_DOWN}),
-    [](auto const & each) { return each.param.name; });
+INSTANTIATE_TEST_SUITE_P(Of, RealTimeUnitResult,
+                         testing::Values(Displacement{kInvalid, 1, 1, Meets::room, TRACE_INVALID_ARGUMENT},
+                                         Displacement{kInvalid, 64, 1, Meets::room, TRACE_TRUNCATED},
+                                         Displacement{kInvalid, 1, 256, Meets::room, TRACE_TRUNCATED},
+                                         Displacement{kMessage, 64, 256, Meets::fullQueue, TRACE_QUEUE_FULL},
+                                         Displacement{kInvalid, 1, 1, Meets::fullQueue, TRACE_QUEUE_FULL},
+                                         Displacement{kInvalid, 64, 256, Meets::shutdown, TRACE_SHUTTING_DOWN}));
 
 } // namespace
 

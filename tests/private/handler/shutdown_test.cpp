@@ -1,6 +1,6 @@
 #include "handler_fixture.h"
 
-#include "support/record_stream.h"
+#include "support/internal_trace_access.h"
 
 #include <ostream>
 
@@ -10,19 +10,16 @@ namespace {
 
 using namespace common::log::trace;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
+using testing::HasSubstr;
 
-constexpr std::uint32_t kTimedOut = 0xF001000B;
-constexpr std::uint32_t kFailed = 0xF0010001;
-
-constexpr char const * kFullText = "Calling 'addTraceData' with data type 2 failed with error code 0xF0000006";
-constexpr char const * kTimedOutText = "Thread 'TraceHandler' did not end after 3000 ms";
-constexpr char const * kJoinText = "Calling 'ZEP_eThreadJoin' for 'TraceHandler' failed with error code 0xF0010001";
-constexpr char const * kExitText = "Thread 'TraceHandler' ended with exit code 0xF0000009";
-constexpr char const * kDeleteText =
+constexpr char const * kFull = "Calling 'addTraceData' with data type 2 failed with error code 0xF0000006";
+constexpr char const * kTimedOut = "Thread 'TraceHandler' did not end after 3000 ms";
+constexpr char const * kNoJoin = "Calling 'ZEP_eThreadJoin' for 'TraceHandler' failed with error code 0xF0010001";
+constexpr char const * kBadExit = "Thread 'TraceHandler' ended with exit code 0xF0000009";
+constexpr char const * kNoDelete =
     "Calling 'ZEP_eThreadDelete' for thread 'TraceHandler' failed with error code 0xF0010002";
-constexpr char const * kCleanupText =
-    "Calling 'ZEP_eThreadCleanup' for thread 'TraceHandler' failed with error code 0xF0010003";
+constexpr char const * kNoCleanup =
+    "Calling 'ZEP_eThreadCleanup' for thread 'TraceHandler' failed with error code 0xF0010002";
 
 struct EndCase
 {
@@ -30,6 +27,7 @@ struct EndCase
     bool isFull;
     std::uint32_t joinStatus;
     std::uint32_t exitCode;
+    std::uint32_t releaseStatus;
     bool isDeleted;
     std::vector<std::string> errors;
 };
@@ -37,17 +35,15 @@ struct EndCase
 std::ostream & operator<<(std::ostream & stream, EndCase const & endCase) { return stream << endCase.name; }
 
 EndCase const kEndCases[] = {
-    {"Success", false, 0, TRACE_OK, false, {}},
-    {"SuccessWithANumber", false, 0x7001000B, 0x7FFFFFFF, false, {}},
-    {"BadExit", false, 0, 0xF0000009, false, {kExitText}},
-    {"TimeOut", false, kTimedOut, 0, false, {kTimedOutText}},
-    {"JoinFailed", false, kFailed, 0, false, {kJoinText}},
-    {"JoinFailedAndBadExit", false, kFailed, 0xF0000009, false, {kJoinText, kExitText}},
-    {"Full", true, 0, TRACE_OK, false, {kFullText}},
-    {"FullAndBadExit", true, 0, 0xF0000009, false, {kFullText, kExitText}},
-    {"FullAndTimeOut", true, kTimedOut, 0, true, {kFullText, kTimedOutText}},
-    {"FullAndTimeOutAndBadExit", true, kTimedOut, 0xF0000009, true, {kFullText, kTimedOutText, kExitText}},
-    {"FullAndJoinFailed", true, kFailed, 0, true, {kFullText, kJoinText}},
+    {"Success", false, 0, TRACE_OK, 0, false, {}},
+    {"SuccessWithNumbers", false, 0x7001000B, 0x7FFFFFFF, 0x7FFFFFFF, false, {}},
+    {"BadExit", false, 0, 0xF0000009, 0, false, {kBadExit}},
+    {"TimeOutAndNoCleanup", false, 0xF001000B, 0, 0xF0010002, false, {kTimedOut, kNoCleanup}},
+    {"NoJoinAndBadExit", false, 0xF0010001, 0xF0000009, 0, false, {kNoJoin, kBadExit}},
+    {"Full", true, 0, TRACE_OK, 0, false, {kFull}},
+    {"FullAndBadExitAndNoCleanup", true, 0, 0xF0000009, 0xF0010002, false, {kFull, kBadExit, kNoCleanup}},
+    {"FullAndTimeOutAndNoDelete", true, 0xF001000B, 0, 0xF0010002, true, {kFull, kTimedOut, kNoDelete}},
+    {"FullAndNoJoinAndBadExit", true, 0xF0010001, 0xF0000009, 0, true, {kFull, kNoJoin, kBadExit}},
 };
 
 class HandlerEnd : public HandlerTest, public testing::WithParamInterface<EndCase>
@@ -57,33 +53,26 @@ class HandlerEnd : public HandlerTest, public testing::WithParamInterface<EndCas
 TEST_P(HandlerEnd, JoinsAndReleasesTheThread)
 {
     EndCase const & endCase = GetParam();
-    for (bool const isReleased : {true, false}) {
-        SCOPED_TRACE(isReleased);
-        start();
-        fill(traceEntry(kMessage, ""), endCase.isFull ? kQueueSize : kQueueSize - 1);
-        layer.answers.joinStatus = endCase.joinStatus;
-        layer.answers.exitCode = endCase.exitCode;
-        layer.answers.deleteStatus = isReleased ? 0 : 0xF0010002;
-        layer.answers.cleanupStatus = isReleased ? 0 : 0xF0010003;
-        stream.clear();
-        std::size_t const join = layer.calls().size();
-        handler.reset();
+    start();
+    fill(traceEntry(kMessage, ""), endCase.isFull ? kQueueSize : kQueueSize - 1);
+    layer.answers.joinStatus = endCase.joinStatus;
+    layer.answers.exitCode = endCase.exitCode;
+    layer.answers.deleteStatus = endCase.releaseStatus;
+    layer.answers.cleanupStatus = endCase.releaseStatus;
+    stream.clear();
+    handler.reset();
 
-        EXPECT_THAT(
-            std::vector<std::string>(layer.calls().begin() + static_cast<std::ptrdiff_t>(join), layer.calls().end()),
-            ElementsAre("join(0x700000007, 3000, 0)",
-                        endCase.isDeleted ? "delete(0x700000007)" : "cleanup(0x700000007)"));
-        std::vector<std::string> expected;
-        for (std::string const & text : endCase.errors) {
-            expected.push_back(ownRecord(kError, kDestructor, text));
-        }
-        EXPECT_THAT(comparable(layer.streamAtCall(join + 1)), ElementsAreArray(expected));
-        EXPECT_EQ(comparable(layer.streamAtCall(join)).size(), endCase.isFull ? 1U : 0U);
-        if (!isReleased) {
-            expected.push_back(ownRecord(kError, kDestructor, endCase.isDeleted ? kDeleteText : kCleanupText));
-        }
-        EXPECT_THAT(written(), ElementsAreArray(expected));
+    ASSERT_EQ(layer.calls().size(), 4U);
+    EXPECT_EQ(layer.calls()[2], "join(0x700000007, 3000, 0)");
+    EXPECT_EQ(layer.calls()[3], endCase.isDeleted ? "delete(0x700000007)" : "cleanup(0x700000007)");
+    EXPECT_EQ(comparable(layer.streamAtCall(2)).size(), endCase.isFull ? 1U : 0U);
+    std::vector<std::string> expected;
+    for (std::string const & text : endCase.errors) {
+        expected.push_back(ownRecord(kError, "handler.cpp", "trace::Handler::~Handler", text));
     }
+    EXPECT_EQ(written(), expected);
+    expected.resize(expected.size() - (endCase.releaseStatus == 0xF0010002 ? 1 : 0));
+    EXPECT_EQ(comparable(layer.streamAtCall(3)), expected) << "all others ahead of the release";
 }
 
 INSTANTIATE_TEST_SUITE_P(Layer, HandlerEnd, testing::ValuesIn(kEndCases),
@@ -93,64 +82,59 @@ using HandlerShutdown = HandlerTest;
 
 TEST_F(HandlerShutdown, WithoutAWorkerGoesTheSameWayWithHandleZero)
 {
-    layer.answers.coresStatus = kFailed;
-    layer.answers.joinStatus = kFailed;
+    layer.answers.coresStatus = 0xF0010001;
+    layer.answers.joinStatus = 0xF0010001;
     layer.answers.exitCode = 0;
     start();
     stream.clear();
     handler.reset();
     EXPECT_THAT(layer.calls(), ElementsAre("cores(0)", "join(0x0, 3000, 0)", "cleanup(0x0)"));
-    EXPECT_THAT(written(), ElementsAre(ownRecord(kError, kDestructor, kJoinText)));
+    EXPECT_THAT(written(), ElementsAre(ownRecord(kError, "handler.cpp", "trace::Handler::~Handler", kNoJoin)));
 }
 
-TEST_F(HandlerShutdown, WritesWhatWasQueuedAheadOfTheEnd)
+TEST_F(HandlerShutdown, AnnouncesItselfWhereMessagesAreOnAndWritesWhatIsQueued)
 {
-    start();
-    fill(traceEntry(kWarning, "queued"), 100);
-    layer.whileJoining = [&] { layer.runWorker(); };
-    stream.clear();
-    handler.reset();
-    std::vector<std::string> const records = written();
-    ASSERT_EQ(records.size(), 102U);
-    EXPECT_THAT(std::vector<std::string>(records.begin() + 1, records.end() - 1),
-                testing::Each(unitRecord(kWarning, "queued")));
-    EXPECT_EQ(records.back(), ownRecord(kMessage, kWorker, "Thread 'TraceHandler' is terminated by destruction"));
+    for (bool const isAnnounced : {false, true}) {
+        InternalTrace internalTrace;
+        setFlags(internalTrace, {isAnnounced, true, true});
+        start();
+        layer.whileJoining = [&] { layer.runWorker(); };
+        fill(traceEntry(kWarning, "queued"), 100);
+        stream.clear();
+        handler.reset();
+        std::vector<std::string> records = written();
+        ASSERT_EQ(records.size(), isAnnounced ? 103U : 102U);
+        if (isAnnounced) {
+            EXPECT_EQ(records.front(), ownRecord(kMessage, "handler.cpp", "trace::Handler::~Handler",
+                                                 "Bundle will be destructed. Traces sent up to now to queue will still "
+                                                 "be set, new ones will be ignored."));
+            records.erase(records.begin());
+        }
+        EXPECT_THAT(records.front(), HasSubstr("is started"));
+        EXPECT_EQ(std::count(records.begin(), records.end(), unitRecord(kWarning, "queued")), 100);
+        EXPECT_THAT(records.back(), HasSubstr("is terminated"));
+    }
 }
 
 TEST_F(HandlerShutdown, AnnouncesItselfWhileEntriesAreStillTaken)
 {
-    std::vector<std::string> records;
+    std::vector<std::string> messages;
     Handler * object = nullptr;
-    {
-        RecordStream const receiver([&](std::string_view record) {
-            records.push_back(comparable("\n" + std::string(record)).front());
-            if (record.find("Bundle") != std::string_view::npos) {
-                EXPECT_EQ(object->addTraceData(traceEntry(kMessage, "in time")), TRACE_OK);
-            }
-        });
-        InternalTrace internalTrace;
-        emitAll(internalTrace);
-        start();
-        object = handler.get();
-        layer.whileJoining = [&] { layer.runWorker(); };
-        records.clear();
-        handler.reset();
-    }
-    EXPECT_THAT(records,
-                ElementsAre(ownRecord(kMessage, kDestructor,
-                                      "Bundle will be destructed. Traces sent up to now to queue will still be set, "
-                                      "new ones will be ignored."),
-                            testing::HasSubstr("is started"), unitRecord(kMessage, "in time"),
-                            testing::HasSubstr("is terminated")));
-}
-
-TEST_F(HandlerShutdown, AnnouncesNothingByDefault)
-{
+    RecordStream const records([&](std::string_view record) {
+        messages.push_back(parseRecord(std::string(record)).message);
+        if (messages.back().find("Bundle") == 0) {
+            EXPECT_EQ(object->addTraceData(traceEntry(kMessage, "in time")), TRACE_OK);
+        }
+    });
     InternalTrace internalTrace;
+    setFlags(internalTrace, {true, true, true});
     start();
-    stream.clear();
+    object = handler.get();
+    layer.whileJoining = [&] { layer.runWorker(); };
+    messages.clear();
     handler.reset();
-    EXPECT_EQ(stream.text(), "");
+    EXPECT_THAT(messages, ElementsAre(HasSubstr("Bundle will be destructed"), HasSubstr("is started"), "in time",
+                                      HasSubstr("is terminated")));
 }
 
 } // namespace

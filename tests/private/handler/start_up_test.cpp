@@ -1,8 +1,8 @@
-#include "failing_new.h"
 #include "handler_fixture.h"
 
+#include "support/internal_trace_access.h"
+
 #include <cstring>
-#include <new>
 #include <ostream>
 
 namespace common::log::test {
@@ -14,108 +14,76 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-constexpr char const * kCores = "cores(0)";
-constexpr char const * kCreate = "create(0, TraceHandler, priority 10, stack 65536, cores 0x5, false)";
-constexpr char const * kSizeText = "Trace queue is lockfree and has a fixed size of 3200 elements.";
+constexpr char const * kCalls[] = {"cores(0)", "create(0, TraceHandler, priority 10, stack 65536, cores 0x5, false)",
+                                   "delete(0x700000007)"};
+
+std::string failure(std::string const & call, char const * status)
+{
+    return "Calling 'ZEP_eThread" + call + " failed with error code " + status;
+}
 
 struct StartCase
 {
     char const * name;
-    FakeThreadLayer::Answers answers;
-    std::vector<std::string> calls;
+    std::uint32_t coresStatus;
+    std::uint32_t createStatus;
+    std::uint32_t deleteStatus;
+    std::size_t calls;
     std::vector<std::string> errors;
-    TraceResult initResult;
 };
 
 std::ostream & operator<<(std::ostream & stream, StartCase const & startCase) { return stream << startCase.name; }
 
-FakeThreadLayer::Answers answers(std::uint32_t cores, std::uint32_t create, std::uint32_t remove)
-{
-    FakeThreadLayer::Answers result;
-    result.coresStatus = cores;
-    result.createStatus = create;
-    result.deleteStatus = remove;
-    return result;
-}
-
 std::vector<StartCase> startCases()
 {
-    constexpr char const * kDelete = "delete(0x700000007)";
-    return {
-        {"Success", answers(0, 0, 0), {kCores, kCreate}, {}, TRACE_OK},
-        {"SuccessWithANumber", answers(0x7FFFFFFF, 0x7001000F, 0), {kCores, kCreate}, {}, TRACE_OK},
-        {"NoCores",
-         answers(0x80000000, 0, 0),
-         {kCores},
-         {"Calling 'ZEP_eThreadGetUsableCores' failed with error code 0x80000000"},
-         TRACE_THREAD_START_FAILED},
-        {"NoCoresWithTheStatusOfALeftThread",
-         answers(0xF001000F, 0, 0),
-         {kCores},
-         {"Calling 'ZEP_eThreadGetUsableCores' failed with error code 0xF001000F"},
-         TRACE_THREAD_START_FAILED},
-        {"NoThread",
-         answers(0, 0xF001000E, 0),
-         {kCores, kCreate},
-         {"Calling 'ZEP_eThreadCreate' for thread 'TraceHandler' failed with error code 0xF001000E"},
-         TRACE_THREAD_START_FAILED},
-        {"ThreadLeftBehind",
-         answers(0, 0xF001000F, 0),
-         {kCores, kCreate, kDelete},
-         {"Calling 'ZEP_eThreadCreate' for thread 'TraceHandler' failed with error code 0xF001000F"},
-         TRACE_THREAD_START_FAILED},
-        {"ThreadLeftBehindForGood",
-         answers(0, 0xF001000F, 0xF00100AB),
-         {kCores, kCreate, kDelete},
-         {"Calling 'ZEP_eThreadCreate' for thread 'TraceHandler' failed with error code 0xF001000F",
-          "Calling 'ZEP_eThreadDelete' for thread 'TraceHandler' failed with error code 0xF00100AB"},
-         TRACE_THREAD_START_FAILED},
-    };
+    std::string const createText = "Create' for thread 'TraceHandler'";
+    return {{"Success", 0, 0, 0, 2, {}},
+            {"SuccessWithANumber", 0x7FFFFFFF, 0x7001000F, 0, 2, {}},
+            {"NoCores", 0xF001000F, 0, 0, 1, {failure("GetUsableCores'", "0xF001000F")}},
+            {"NoThread", 0, 0x80000000, 0, 2, {failure(createText, "0x80000000")}},
+            {"ThreadLeftBehind", 0, 0xF001000F, 0, 3, {failure(createText, "0xF001000F")}},
+            {"ThreadLeftBehindForGood",
+             0,
+             0xF001000F,
+             0xF00100AB,
+             3,
+             {failure(createText, "0xF001000F"), failure("Delete' for thread 'TraceHandler'", "0xF00100AB")}}};
 }
 
 class HandlerStartUp : public HandlerTest, public testing::WithParamInterface<StartCase>
 {
 };
 
-TEST_P(HandlerStartUp, CallsTheLayerAndTellsWhatFailed)
+TEST_P(HandlerStartUp, CallsTheLayerAndTellsWhatFailedWhateverIsSwitchedOff)
 {
-    layer.answers = GetParam().answers;
+    InternalTrace internalTrace;
+    setFlags(internalTrace, {false, false, false});
+    layer.answers.coresStatus = GetParam().coresStatus;
+    layer.answers.createStatus = GetParam().createStatus;
+    layer.answers.deleteStatus = GetParam().deleteStatus;
     start();
 
-    EXPECT_THAT(layer.calls(), ElementsAreArray(GetParam().calls));
-    std::vector<std::string> records{ownRecord(kMessage, kConstructor, kSizeText)};
+    EXPECT_THAT(layer.calls(), ElementsAreArray(kCalls, GetParam().calls));
+    std::vector<std::string> records{ownRecord(kMessage, "handler.cpp", "trace::Handler::Handler",
+                                               "Trace queue is lockfree and has a fixed size of 3200 elements.")};
+    EXPECT_EQ(comparable(layer.streamAtCall(0)), records) << "the size ahead of everything";
     for (std::string const & text : GetParam().errors) {
-        records.push_back(ownRecord(kError, kConstructor, text));
+        records.push_back(ownRecord(kError, "handler.cpp", "trace::Handler::Handler", text));
     }
-    EXPECT_THAT(written(), ElementsAreArray(records));
-
+    EXPECT_EQ(written(), records);
+    if (GetParam().calls > 1) {
+        EXPECT_EQ(layer.argument(), handler.get());
+    }
     // The first field stands behind the pointer to the virtual operations, which is where tools look for it.
     TraceResult initResult{};
     std::memcpy(&initResult, reinterpret_cast<char const *>(handler.get()) + sizeof(void *), sizeof initResult);
-    EXPECT_EQ(initResult, GetParam().initResult);
+    EXPECT_EQ(initResult, GetParam().errors.empty() ? TRACE_OK : TRACE_THREAD_START_FAILED);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layer, HandlerStartUp, testing::ValuesIn(startCases()),
                          [](auto const & each) { return each.param.name; });
 
 using HandlerStart = HandlerTest;
-
-TEST_F(HandlerStart, TellsTheQueueSizeAheadOfEverythingAndStartsTheThreadLast)
-{
-    start();
-    EXPECT_THAT(comparable(layer.streamAtCall(0)), ElementsAre(ownRecord(kMessage, kConstructor, kSizeText)));
-    EXPECT_EQ(layer.streamAtCall(1), stream.text());
-    EXPECT_EQ(layer.argument(), handler.get());
-}
-
-TEST_F(HandlerStart, WritesItsRecordsWhateverIsSwitchedOff)
-{
-    InternalTrace internalTrace;
-    const_cast<EnablingState &>(internalTrace.enablingState()) = {false, false, false};
-    layer.answers.createStatus = 0xF0010001;
-    start();
-    EXPECT_EQ(written().size(), 2U);
-}
 
 TEST_F(HandlerStart, StaysUsableWithoutAWorker)
 {
@@ -125,16 +93,7 @@ TEST_F(HandlerStart, StaysUsableWithoutAWorker)
     fill(traceEntry(kError, ""));
     EXPECT_EQ(handler->addTraceData(traceEntry(kError, "")), TRACE_QUEUE_FULL);
     EXPECT_THAT(written(), IsEmpty());
-    EXPECT_THAT(layer.calls(), ElementsAre(kCores)) << "nothing is started again";
-}
-
-TEST_F(HandlerStart, WithoutMemoryForTheQueueThrowsAheadOfAnyCall)
-{
-    failNewFrom(kQueueSize * sizeof(DataOfQueue));
-    EXPECT_THROW(start(), std::bad_alloc);
-    failNewFrom(0);
-    EXPECT_THAT(layer.calls(), IsEmpty());
-    EXPECT_THAT(written(), IsEmpty());
+    EXPECT_THAT(layer.calls(), ElementsAre(kCalls[0])) << "nothing is started again";
 }
 
 } // namespace
