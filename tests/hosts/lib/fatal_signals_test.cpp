@@ -3,23 +3,17 @@
 #include <common/log/host/fatal_signals.h>
 #include <common/log/trace.h>
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <memory>
-#include <stdexcept>
-#include <string>
 #include <thread>
 
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 namespace common::log::host::test {
 
@@ -44,13 +38,12 @@ void readNowhere()
 }
 
 Fault const kFaults[] = {
-    {"SegmentationFault", SIGSEGV, readNowhere, "fatal signal SIGSEGV \\(11\\) at 0x0000000000000010 in thread "},
-    {"Abort", SIGABRT, [] { std::abort(); }, "fatal signal SIGABRT \\(6\\) from process [0-9]+ in thread "},
-    {"BusErrorFromOutside", SIGBUS, [] { (void)std::raise(SIGBUS); },
-     "fatal signal SIGBUS \\(7\\) from process [0-9]+ in thread "},
-    {"IllegalInstruction", SIGILL, [] { (void)std::raise(SIGILL); }, "fatal signal SIGILL \\(4\\)"},
-    {"ArithmeticError", SIGFPE, [] { (void)std::raise(SIGFPE); }, "fatal signal SIGFPE \\(8\\)"},
-    {"SystemCall", SIGSYS, [] { (void)std::raise(SIGSYS); }, "fatal signal SIGSYS \\(31\\)"}};
+    {"SegmentationFault", SIGSEGV, readNowhere, "SIGSEGV \\(11\\) at 0x0000000000000010 in thread "},
+    {"Abort", SIGABRT, [] { std::abort(); }, "SIGABRT \\(6\\) from process [0-9]+ in thread "},
+    {"BusError", SIGBUS, [] { (void)std::raise(SIGBUS); }, "SIGBUS \\(7\\) from process [0-9]+ in thread "},
+    {"IllegalInstruction", SIGILL, [] { (void)std::raise(SIGILL); }, "SIGILL \\(4\\)"},
+    {"ArithmeticError", SIGFPE, [] { (void)std::raise(SIGFPE); }, "SIGFPE \\(8\\)"},
+    {"SystemCall", SIGSYS, [] { (void)std::raise(SIGSYS); }, "SIGSYS \\(31\\)"}};
 
 /// In the child of a death test: default actions (a sanitizer has its own), and no core file.
 void becomePlain()
@@ -65,7 +58,7 @@ void becomePlain()
 
 constexpr int kQueued = 100;
 
-/// Queues records, and faults while they are in the queue.
+/// Queues records on a real-time thread, and faults while they are in the queue.
 void faultBehindQueuedRecords(trace::Log & unit, void (*commit)())
 {
     (void)pthread_setname_np(pthread_self(), "axis");
@@ -109,13 +102,21 @@ void keepTracing()
     }
 }
 
-class FatalSignalsTest : public testing::TestWithParam<Fault>
+class FatalSignalsDeathTest : public testing::TestWithParam<Fault>
 {
 protected:
     // The child runs from the start of the program: it has no threads of this one, and may have its own.
     void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
-using FatalSignalsDeathTest = FatalSignalsTest;
+using FatalSignalsChainDeathTest = FatalSignalsDeathTest;
+
+int overflowStack(int const volatile * from)
+{
+    int volatile here[1024] = {*from};
+    return *from == 0 ? 0 : overflowStack(here) + here[7];
+}
+
+void sayPrevious(int) { (void)!::write(2, "\nprevious handler", 17); }
 
 } // namespace
 
@@ -130,84 +131,60 @@ TEST_P(FatalSignalsDeathTest, WriteALineLetOthersDrainAndDieOfTheSignal)
         GetParam().commit();
     };
     EXPECT_EXIT(dieWithTap(), KilledBySignal(GetParam().signal),
-                AllOf(ContainsRegex("\ntracehost: " + std::string(GetParam().line)),
+                AllOf(ContainsRegex("\ntracehost: fatal signal " + std::string(GetParam().line)),
                       ContainsRegex("fatal signal [^\n]* in thread main \\([0-9]+\\)\n[^\n]*\\|drained")));
-}
-
-TEST_P(FatalSignalsDeathTest, LetTheWorkerWriteWhatARealTimeThreadHadQueued)
-{
-    auto const dieInRealTime = [] {
-        becomePlain();
-        RecordTap const tap;
-        FatalSignals const signals({"tracehost"});
-        trace::Log unit("axis.control", std::make_shared<trace::Handler>());
-        unit.setEnablingState(true);
-        std::thread([&] { faultBehindQueuedRecords(unit, GetParam().commit); }).join();
-    };
-    EXPECT_EXIT(
-        dieInRealTime(), KilledBySignal(GetParam().signal),
-        AllOf(ContainsRegex(" in thread axis \\([0-9]+\\)"), HasSubstr("|queued " + std::to_string(kQueued - 1))));
-}
-
-TEST_P(FatalSignalsDeathTest, TakeAFaultOfTheWorkerItself)
-{
-    auto const dieByTheWorker = [] {
-        becomePlain();
-        FatalSignals const signals({"tracehost"});
-        trace::Handler const handler;
-        pid_t worker = 0;
-        while (worker == 0) { // it takes its name when it starts
-            worker = threadOfName("TraceHandler");
-        }
-        (void)::syscall(SYS_tgkill, ::getpid(), worker, GetParam().signal);
-        ::pause();
-    };
-    EXPECT_EXIT(dieByTheWorker(), KilledBySignal(GetParam().signal),
-                ContainsRegex(" in thread TraceHandler \\([0-9]+\\)"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signal, FatalSignalsDeathTest, testing::ValuesIn(kFaults),
                          [](auto const & test) { return test.param.name; });
 
-namespace {
-
-class FatalSignalsChainDeathTest : public FatalSignalsTest
+TEST_F(FatalSignalsChainDeathTest, LetTheWorkerWriteWhatARealTimeThreadHadQueued)
 {
-};
-
-int overflowStack(int const volatile * from)
-{
-    int volatile here[1024] = {*from};
-    return *from == 0 ? 0 : overflowStack(here) + here[7];
+    for (Fault const & fault : {kFaults[0], kFaults[1]}) {
+        auto const dieInRealTime = [&] {
+            becomePlain();
+            RecordTap const tap;
+            FatalSignals const signals;
+            trace::Log unit("axis.control", std::make_shared<trace::Handler>());
+            unit.setEnablingState(true);
+            std::thread([&] { faultBehindQueuedRecords(unit, fault.commit); }).join();
+        };
+        EXPECT_EXIT(
+            dieInRealTime(), KilledBySignal(fault.signal),
+            AllOf(ContainsRegex(" in thread axis \\([0-9]+\\)"), HasSubstr("|queued " + std::to_string(kQueued - 1))));
+    }
 }
 
-void sayPrevious(int) { (void)!::write(2, "\nprevious handler", 17); }
-
-} // namespace
-
-TEST_F(FatalSignalsChainDeathTest, GoesThroughThePreviousHandlerOnce)
+TEST_F(FatalSignalsChainDeathTest, TakeAFaultOfTheWorkerItself)
 {
-    auto const die = [] {
+    auto const dieByTheWorker = [] {
         becomePlain();
-        (void)std::signal(SIGSEGV, sayPrevious);
+        FatalSignals const signals;
+        trace::Handler const handler;
+        pid_t worker = 0;
+        while (worker == 0) { // it takes its name when it starts
+            worker = threadOfName("TraceHandler");
+        }
+        (void)::syscall(SYS_tgkill, ::getpid(), worker, SIGSEGV);
+        ::pause();
+    };
+    EXPECT_EXIT(dieByTheWorker(), KilledBySignal(SIGSEGV), ContainsRegex(" in thread TraceHandler \\([0-9]+\\)"));
+}
+
+TEST_F(FatalSignalsChainDeathTest, GoThroughThePreviousHandlerOnce)
+{
+    auto const die = [](void (*previous)(int)) {
+        becomePlain();
+        (void)std::signal(SIGSEGV, previous);
         FatalSignals const signals;
         readNowhere();
     };
-    EXPECT_EXIT(die(), KilledBySignal(SIGSEGV), ContainsRegex("^\nhost: fatal signal [^\n]*\nprevious handler$"));
+    EXPECT_EXIT(die(sayPrevious), KilledBySignal(SIGSEGV),
+                ContainsRegex("^\nhost: fatal signal [^\n]*\nprevious handler$"));
+    EXPECT_EXIT(die([](int) { std::abort(); }), KilledBySignal(SIGABRT), HasSubstr("SIGSEGV"));
 }
 
-TEST_F(FatalSignalsChainDeathTest, EndsAtOnceWhenThePreviousHandlerAborts)
-{
-    auto const die = [] {
-        becomePlain();
-        (void)std::signal(SIGSEGV, [](int) { std::abort(); });
-        FatalSignals const signals;
-        readNowhere();
-    };
-    EXPECT_EXIT(die(), KilledBySignal(SIGABRT), HasSubstr("SIGSEGV"));
-}
-
-TEST_F(FatalSignalsChainDeathTest, DiesOfTheFirstWhenTwoThreadsFault)
+TEST_F(FatalSignalsChainDeathTest, DieOfTheFirstWhenTwoThreadsFault)
 {
     auto const die = [] {
         becomePlain();
@@ -224,7 +201,7 @@ TEST_F(FatalSignalsChainDeathTest, DiesOfTheFirstWhenTwoThreadsFault)
     EXPECT_EXIT(die(), KilledBySignal(SIGSEGV), HasSubstr("SIGSEGV"));
 }
 
-TEST_F(FatalSignalsChainDeathTest, HasAStackWhereTheThreadsOwnIsUsedUp)
+TEST_F(FatalSignalsChainDeathTest, HaveAStackWhereTheThreadsOwnIsUsedUp)
 {
     auto const die = [] {
         becomePlain();

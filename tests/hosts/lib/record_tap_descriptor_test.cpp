@@ -1,7 +1,5 @@
 #include "tap_support.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
@@ -26,10 +24,8 @@ constexpr bool kDefersSignals = false;
 /// Fills a non-blocking pipe to the last byte.
 void fill(int descriptor)
 {
-    std::string const filling(4096, '.');
-    while (::write(descriptor, filling.data(), filling.size()) > 0) {
-    }
-    while (::write(descriptor, filling.data(), 1) > 0) {
+    std::string const page(4096, '.');
+    while (::write(descriptor, page.data(), page.size()) > 0) {
     }
 }
 
@@ -48,58 +44,51 @@ struct FailingDescriptor
 {
     char const * name;
     Loss loss;
-    std::function<int(Channel &)> make; ///< -1 for the pipe's writer
+    std::function<int(Channel &)> make;
 };
 
-class RecordTapLoss : public testing::TestWithParam<FailingDescriptor>
-{
-};
+FailingDescriptor const kFailingDescriptors[] = {
+    {"ReaderGone", Loss::readerGone,
+     [](Channel & pipe) {
+         pipe.closeReader();
+         return ::dup(pipe.writer());
+     }},
+    {"ReaderStalled", Loss::readerStalled,
+     [](Channel & pipe) {
+         fill(pipe.writer());
+         return ::dup(pipe.writer());
+     }},
+    {"NoSpace", Loss::noSpace, [](Channel &) { return ::open("/dev/full", O_WRONLY); }},
+    {"InputOutput", Loss::inputOutput, [](Channel &) { return openHungUpTerminal(); }},
+    {"BadDescriptor", Loss::badDescriptor, [](Channel &) { return ::open("/dev/null", O_RDONLY); }}};
 
 } // namespace
 
-TEST_P(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
+TEST(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
 {
-    Channel pipe = Channel::pipe(O_NONBLOCK);
-    int const own = GetParam().make(pipe);
-    Collector collector;
-    {
-        RecordTap tap({own >= 0 ? own : pipe.writer(), {collector.sink()}, 65536, std::chrono::milliseconds(20)});
-        sendRecord("one");
-        sendRecord("two");
-        RecordTapAccount const account = tap.account();
-        EXPECT_EQ(account.lostFor(GetParam().loss), 2U);
-        EXPECT_EQ(account.records, 2U);
-        EXPECT_EQ(account.written, 0U);
-        EXPECT_EQ(account.bytes, 0U);
-    }
-    EXPECT_EQ(collector.entries().size(), 2U);
-    EXPECT_TRUE(std::cerr.good());
-    sigset_t pending;
-    sigpending(&pending);
-    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
-    if (own >= 0) {
-        (void)::close(own);
+    for (FailingDescriptor const & failing : kFailingDescriptors) {
+        SCOPED_TRACE(failing.name);
+        Channel pipe = Channel::pipe(O_NONBLOCK);
+        int const descriptor = failing.make(pipe);
+        Collector collector;
+        {
+            RecordTap tap({descriptor, {collector.sink()}, 65536, std::chrono::milliseconds(20)});
+            sendRecord("one");
+            sendRecord("two");
+            RecordTapAccount const account = tap.account();
+            EXPECT_EQ(account.lostFor(failing.loss), 2U);
+            EXPECT_EQ(account.records, 2U);
+            EXPECT_EQ(account.written, 0U);
+            EXPECT_EQ(account.bytes, 0U);
+        }
+        EXPECT_EQ(collector.ends().size(), 2U);
+        EXPECT_TRUE(std::cerr.good());
+        sigset_t pending;
+        sigpending(&pending);
+        EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+        (void)::close(descriptor);
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(Reason, RecordTapLoss,
-                         testing::Values(FailingDescriptor{"ReaderGone", Loss::readerGone,
-                                                           [](Channel & pipe) {
-                                                               pipe.closeReader();
-                                                               return -1;
-                                                           }},
-                                         FailingDescriptor{"ReaderStalled", Loss::readerStalled,
-                                                           [](Channel & pipe) {
-                                                               fill(pipe.writer());
-                                                               return -1;
-                                                           }},
-                                         FailingDescriptor{"NoSpace", Loss::noSpace,
-                                                           [](Channel &) { return ::open("/dev/full", O_WRONLY); }},
-                                         FailingDescriptor{"InputOutput", Loss::inputOutput,
-                                                           [](Channel &) { return openHungUpTerminal(); }},
-                                         FailingDescriptor{"BadDescriptor", Loss::badDescriptor,
-                                                           [](Channel &) { return ::open("/dev/null", O_RDONLY); }}),
-                         [](auto const & test) { return test.param.name; });
 
 TEST(RecordTapDescriptor, GoesOnWhenAStalledReaderComesBack)
 {
@@ -119,19 +108,11 @@ TEST(RecordTapDescriptor, CompletesPartialWritesForASlowReader)
     Channel pipe = Channel::pipe(O_NONBLOCK);
     ASSERT_GE(::fcntl(pipe.writer(), F_SETPIPE_SZ, 4096), 4096);
     RecordTap const tap({pipe.writer(), {}, 65536, std::chrono::seconds(10)});
-    std::string const message(50000, 'm');
+    std::string const message = std::string(50000, 'm') + "end";
     std::thread writing([&] { sendRecord(message); });
-    std::string received;
-    while (received.size() < message.size() || received.compare(received.size() - 5, 5, "mmmmm") != 0 ||
-           tap.account().written == 0) {
-        std::string const part = pipe.next();
-        if (part.empty()) {
-            break;
-        }
-        received += part;
-    }
+    std::string const received = pipe.nextUpTo("end");
     writing.join();
-    ASSERT_EQ(tap.account().written, 1U);
+    EXPECT_EQ(tap.account().written, 1U);
     EXPECT_EQ(parseRecord(splitLines(received).at(0)).message, message);
 }
 
@@ -143,14 +124,13 @@ TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
     action.sa_handler = [](int) { ++signals; }; // without SA_RESTART: a blocked write ends with EINTR
     sigaction(SIGUSR1, &action, &previous);
 
-    Channel pipe = Channel::pipe();
-    ::fcntl(pipe.writer(), F_SETFL, O_NONBLOCK);
+    Channel pipe = Channel::pipe(O_NONBLOCK);
     fill(pipe.writer());
     ::fcntl(pipe.writer(), F_SETFL, 0);
     Collector collector;
     RecordTap const tap({pipe.writer(), {collector.sink()}});
     std::thread writing([] { sendRecord("patient"); });
-    while (collector.entries().empty()) {
+    while (collector.ends().empty()) {
         std::this_thread::yield();
     }
     for (int sent = 1; sent <= 100; ++sent) {
@@ -160,12 +140,7 @@ TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
         }
     }
     EXPECT_EQ(tap.account().written, 0U);
-    std::string received;
-    while (received.find("|patient") == std::string::npos) {
-        std::string const part = pipe.next();
-        ASSERT_FALSE(part.empty());
-        received += part;
-    }
+    EXPECT_THAT(pipe.nextUpTo("|patient"), EndsWith("|patient"));
     writing.join();
     EXPECT_EQ(tap.account().written, 1U);
     sigaction(SIGUSR1, &previous, nullptr);

@@ -1,9 +1,6 @@
 #include "tap_support.h"
 
-#include <gmock/gmock.h>
-
 #include <atomic>
-#include <condition_variable>
 #include <future>
 #include <iostream>
 #include <thread>
@@ -14,12 +11,39 @@ namespace common::log::host::test {
 
 namespace {
 
+using testing::ElementsAre;
+
 struct LateText
 {
     ~LateText() { std::cerr << "behind all others" << std::flush; }
     int use = 0;
 };
 thread_local LateText t_late;
+
+/// A thread that leaves a text without a flush, and lives until it may end.
+class WaitingWriter
+{
+public:
+    explicit WaitingWriter(char const * text)
+    {
+        std::promise<void> hasWritten;
+        m_thread = std::thread([this, text, &hasWritten] {
+            std::cerr << text;
+            hasWritten.set_value();
+            m_mayEnd.get_future().wait();
+        });
+        hasWritten.get_future().wait();
+    }
+    void end()
+    {
+        m_mayEnd.set_value();
+        m_thread.join();
+    }
+
+private:
+    std::promise<void> m_mayEnd;
+    std::thread m_thread;
+};
 
 /// Runs in a forked child, whose status is 0 when it came to its end.
 template <typename Body>
@@ -45,12 +69,11 @@ TEST(RecordTapRest, GoesOutWithTheSweep)
     RecordTap const tap({packets.writer(), {collector.sink()}});
     std::cerr << "without a flush";
     EXPECT_EQ(packets.next(), "without a flush");
-    ASSERT_EQ(collector.entries().size(), 1U);
-    EXPECT_EQ(collector.entries()[0].end, RecordEnd::sweep);
     std::cerr << ", and on" << std::flush;
     EXPECT_EQ(packets.next(), ", and on");
     std::cerr << std::endl; // alone it is no record, but goes out as well
     EXPECT_EQ(packets.next(), "\n");
+    EXPECT_THAT(collector.ends(), ElementsAre(RecordEnd::sweep, RecordEnd::flush));
     EXPECT_EQ(tap.account().records, 2U);
     EXPECT_EQ(tap.account().sweeps, 2U);
 }
@@ -60,36 +83,24 @@ TEST(RecordTapRest, GoesOutAtTheEndOfTheThread)
     Channel packets = Channel::packets();
     Collector collector;
     RecordTap const tap({packets.writer(), {collector.sink()}});
-    std::thread thread([] {
+    std::thread([] {
         t_late.use = 1; // older than the thread's buffer, and so destroyed later
         std::cerr << "last words";
-    });
-    thread.join();
+    }).join();
     EXPECT_EQ(packets.next(), "last words");
     EXPECT_EQ(packets.next(), "\nbehind all others");
-    ASSERT_EQ(collector.entries().size(), 2U);
-    EXPECT_EQ(collector.entries()[0].end, RecordEnd::threadEnd);
+    EXPECT_THAT(collector.ends(), ElementsAre(RecordEnd::threadEnd, RecordEnd::flush));
 }
 
 TEST(RecordTapRest, GoesOutAtTheRemovalAndNotAgainAtTheEndOfTheThread)
 {
     Channel pipe = Channel::pipe();
     Collector collector;
-    std::promise<void> hasWritten;
-    std::promise<void> isRemoved;
-    std::thread thread;
-    {
-        RecordTap const tap({pipe.writer(), {collector.sink()}});
-        thread = std::thread([&] {
-            std::cerr << "rest";
-            hasWritten.set_value();
-            isRemoved.get_future().wait();
-        });
-        hasWritten.get_future().wait();
-    }
-    isRemoved.set_value();
-    thread.join();
-    ASSERT_EQ(collector.entries().size(), 1U);
+    auto tap = std::make_unique<RecordTap>(RecordTapOptions{pipe.writer(), {collector.sink()}});
+    WaitingWriter writer("rest");
+    tap.reset();
+    writer.end();
+    EXPECT_EQ(collector.ends().size(), 1U);
     EXPECT_EQ(pipe.rest(), "rest");
 }
 
@@ -97,29 +108,19 @@ TEST(RecordTapFork, LeavesTheRestsToTheParent)
 {
     Channel pipe = Channel::pipe();
     Collector collector;
-    int status = -1;
-    {
-        RecordTap const tap({pipe.writer(), {collector.sink()}});
-        std::promise<void> hasWritten;
-        std::promise<void> mayEnd;
-        std::thread thread([&] {
-            std::cerr << "rest of a thread";
-            hasWritten.set_value();
-            mayEnd.get_future().wait();
-        });
-        hasWritten.get_future().wait();
-        std::cerr << "rest of the parent";
-        status = statusOfChild([&] {
-            auto const handedOver = collector.entries().size();
-            sendRecord("from the child");
-            if (tap.account().written != 1 || collector.entries().size() != handedOver) {
-                ::_exit(1);
-            }
-        });
-        std::cerr << std::flush;
-        mayEnd.set_value();
-        thread.join();
-    }
+    auto tap = std::make_unique<RecordTap>(RecordTapOptions{pipe.writer(), {collector.sink()}});
+    WaitingWriter writer("rest of a thread");
+    std::cerr << "rest of the parent";
+    int const status = statusOfChild([&] {
+        auto const handedOver = collector.ends().size();
+        sendRecord("from the child");
+        if (tap->account().written != 1 || collector.ends().size() != handedOver) {
+            ::_exit(1);
+        }
+    });
+    std::cerr << std::flush;
+    writer.end();
+    tap.reset();
     EXPECT_EQ(status, 0);
     std::string const stream = pipe.rest();
     for (std::string const text : {"rest of a thread", "rest of the parent", "|from the child"}) {

@@ -5,9 +5,11 @@
 #include <common/log/host/record_tap.h>
 #include <common/log/send_log.h>
 
-#include <cerrno>
+#include <gmock/gmock.h>
+
 #include <cstddef>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -30,19 +32,17 @@ class Channel
 public:
     static Channel pipe(int flags = 0)
     {
-        int ends[2] = {-1, -1};
-        (void)::pipe2(ends, O_CLOEXEC | flags);
-        return Channel(ends);
+        Channel channel;
+        (void)::pipe2(channel.m_ends, O_CLOEXEC | flags);
+        return channel;
     }
     static Channel packets()
     {
-        int ends[2] = {-1, -1};
-        (void)::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends);
-        return Channel(ends);
+        Channel channel;
+        (void)::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, channel.m_ends);
+        return channel;
     }
-    Channel(Channel && other) noexcept
-        : m_reader(std::exchange(other.m_reader, -1)), m_writer(std::exchange(other.m_writer, -1))
-    {}
+    Channel(Channel && other) noexcept { std::swap(m_ends, other.m_ends); }
     Channel & operator=(Channel &&) = delete;
     ~Channel()
     {
@@ -50,22 +50,31 @@ public:
         closeWriter();
     }
 
-    int reader() const { return m_reader; }
-    int writer() const { return m_writer; }
-    void closeReader() { closeOnce(m_reader); }
-    void closeWriter() { closeOnce(m_writer); }
+    int writer() const { return m_ends[1]; }
+    void closeReader() { (void)::close(std::exchange(m_ends[0], -1)); }
+    void closeWriter() { (void)::close(std::exchange(m_ends[1], -1)); }
 
     /// What one `read` gives: of packets, one. Empty at the end, and where nothing comes for 10 s.
     std::string next() const
     {
-        pollfd request{m_reader, POLLIN, 0};
+        pollfd request{m_ends[0], POLLIN, 0};
         if (::poll(&request, 1, 10000) != 1) {
             return {};
         }
         std::string text(1 << 17, '\0');
-        ssize_t const size = ::read(m_reader, text.data(), text.size());
+        ssize_t const size = ::read(m_ends[0], text.data(), text.size());
         text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
         return text;
+    }
+    /// All that comes until it holds a text, or ends.
+    std::string nextUpTo(std::string const & end) const
+    {
+        std::string all = next();
+        for (std::string part = all; !part.empty() && all.find(end) == std::string::npos;) {
+            part = next();
+            all += part;
+        }
+        return all;
     }
     /// All that was written, up to the closing of the writer.
     std::string rest()
@@ -79,57 +88,40 @@ public:
     }
 
 private:
-    explicit Channel(int const (&ends)[2]) : m_reader(ends[0]), m_writer(ends[1])
-    {
-        if (m_writer < 0) {
-            throw std::runtime_error("no channel");
-        }
-    }
-    static void closeOnce(int & descriptor)
-    {
-        if (descriptor >= 0) {
-            (void)::close(std::exchange(descriptor, -1));
-        }
-    }
+    Channel() = default;
 
-    int m_reader;
-    int m_writer;
+    int m_ends[2] = {-1, -1}; ///< reader, writer
 };
 
-/// Keeps what a sink is given.
+/// Keeps what a sink is told of the records' ends; their numbers have to count from 1.
 class Collector
 {
 public:
-    struct Entry
-    {
-        std::uint64_t number;
-        std::string text;
-        RecordEnd end;
-    };
-
     RecordSink sink()
     {
         return [this](TappedRecord const & record) {
             std::lock_guard<std::mutex> const lock(m_mutex);
-            m_entries.push_back({record.number, std::string(record.text), record.end});
+            m_ends.push_back(record.end);
+            EXPECT_EQ(record.number, m_ends.size());
         };
     }
-    std::vector<Entry> entries() const
+    std::vector<RecordEnd> ends() const
     {
         std::lock_guard<std::mutex> const lock(m_mutex);
-        return m_entries;
+        return m_ends;
     }
 
 private:
     mutable std::mutex m_mutex;
-    std::vector<Entry> m_entries;
+    std::vector<RecordEnd> m_ends;
 };
 
 /// A record of the library with this message.
-inline void sendRecord(std::string const & message, char const * unitName = "axis.control")
+inline void sendRecord(std::string const & message)
 {
     (void)sendLogNoVaList("velmont_trace", static_cast<PriorityType>(6), timespec{1709806530, 0}, "", "080A0112",
-                          "Trace message", "", "", "axis", "snap", unitName, "axis.cpp", "run", "12", message.c_str());
+                          "Trace message", "", "", "axis", "snap", "axis.control", "axis.cpp", "run", "12",
+                          message.c_str());
 }
 
 } // namespace common::log::host::test
