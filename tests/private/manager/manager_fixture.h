@@ -2,7 +2,7 @@
 
 #include "support/internal_trace_access.h"
 #include "support/record.h"
-#include "support/record_stream.h"
+#include "support/stream_capture.h"
 
 #include <common/log/trace.h>
 
