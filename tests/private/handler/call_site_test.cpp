@@ -5,19 +5,15 @@
 #include <ostream>
 #include <thread>
 
-namespace common::log::test {
+using namespace common::log;
+using namespace common::log::trace;
+
+// Outside of common::log, whose line numbers the fixture replaces.
+namespace machine {
 
 namespace {
 
-using namespace common::log::trace;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::IsEmpty;
-using testing::SizeIs;
-
 [[maybe_unused]] constexpr char const * kTraceComponent = "the file, which is farther away than the class";
-
-std::string const kSnapName = SnapName().getSnapName(); // at load: the tests change the environment
 
 struct Site
 {
@@ -61,6 +57,25 @@ struct Axis
     }
 };
 
+} // namespace
+
+} // namespace machine
+
+namespace common::log::test {
+
+namespace {
+
+using machine::Axis;
+using machine::Site;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr char const * kTraceComponent = "test";
+
+std::string const kSnapName = SnapName().getSnapName(); // at load: the tests change the environment
+
 class CallSite : public HandlerTest
 {
 protected:
@@ -87,7 +102,7 @@ TEST_P(CallSiteOf, FillsInWhereItStands)
     site.call(*unit, evaluated);
     std::vector<std::string> const ordinary = written();
     std::string const expected = "T||" + site.codeAndTitle + "axis.control|||axis|" + kSnapName +
-                                 "|axis.control|call_site_test.cpp|common::log::test::{anonymous}::Axis::sites|" +
+                                 "|axis.control|call_site_test.cpp|machine::{anonymous}::Axis::sites|" +
                                  std::to_string(site.line) + "|text 1";
     bool const isRealTime = std::strstr(site.name, "REAL_TIME") != nullptr;
     EXPECT_THAT(ordinary, SizeIs(isRealTime ? 0 : 1));
