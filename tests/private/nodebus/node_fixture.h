@@ -2,40 +2,24 @@
 
 #include "manager/manager_fixture.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
 namespace common::log::test {
 
-/// The three flags as "110", and back.
-inline std::string textOf(trace::EnablingState const & state)
+/// The three flags as "110".
+inline std::string textOf(std::vector<bool> const & flags)
 {
-    return std::string{state.messages ? '1' : '0', state.warnings ? '1' : '0', state.errors ? '1' : '0'};
-}
-inline trace::EnablingState stateOf(std::string const & text)
-{
-    return {text.at(0) == '1', text.at(1) == '1', text.at(2) == '1'};
-}
-
-/// An answer as "NB_OK [axis,plc]", "NB_OK 110" or a name alone.
-inline std::string textOf(comm::nodebus::NbResult result, comm::nodebus::Variant const * value)
-{
-    std::string text = result.toString();
-    if (value == nullptr) {
-        return text;
-    }
-    text += value->type == comm::nodebus::VariantType::arrayOfString ? " [" : " ";
-    for (std::string const & name : value->getStrings()) {
-        text += name + ",";
-    }
-    if (value->type == comm::nodebus::VariantType::arrayOfString) {
-        text.back() = ']';
-    } else if (value->type == comm::nodebus::VariantType::arrayOfBool8) {
-        for (bool const flag : value->getArray<bool>()) {
-            text += flag ? '1' : '0';
-        }
+    std::string text;
+    for (bool const flag : flags) {
+        text += flag ? '1' : '0';
     }
     return text;
+}
+inline std::string textOf(trace::EnablingState const & state)
+{
+    return textOf(std::vector<bool>{state.messages, state.warnings, state.errors});
 }
 
 class NodeTest : public ManagerTest
@@ -43,7 +27,7 @@ class NodeTest : public ManagerTest
 protected:
     NodeTest() { setFlags(internalTrace, {false, true, true}); }
 
-    /// All that a request was answered.
+    /// All that a request was answered, as "NB_OK [axis,plc,]", "NB_OK 110" or a name alone.
     ///
     /// @param data  "1" or "0" for a bool8, more of them for an array; any other text as it is
     std::string ask(std::string const & operation, std::string const & address,
@@ -55,31 +39,30 @@ protected:
         } else if (data && data->size() == 1) {
             (void)value.setValue(*data == "1");
         } else if (data) {
-            std::vector<bool> flags;
-            for (char const flag : *data) {
-                flags.push_back(flag == '1');
-            }
+            std::vector<bool> flags(data->size());
+            std::transform(data->begin(), data->end(), flags.begin(), [](char flag) { return flag == '1'; });
             (void)value.setValue(flags);
         }
         comm::nodebus::Variant const * const given = data ? &value : nullptr;
         std::string answers;
-        comm::nodebus::NodeCallback const callback = [&answers](comm::nodebus::NbResult result,
-                                                                comm::nodebus::Variant const * answer) {
-            answers += textOf(result, answer);
+        auto const callback = [&answers](comm::nodebus::NbResult result, comm::nodebus::Variant const * answer) {
+            answers += result.toString();
+            if (answer != nullptr && answer->type == comm::nodebus::VariantType::arrayOfString) {
+                answers += " [";
+                for (std::string const & name : answer->getStrings()) {
+                    answers += name + ",";
+                }
+                answers += "]";
+            } else if (answer != nullptr) {
+                answers += " " + textOf(answer->getArray<bool>());
+            }
         };
-        if (operation == "Browse") {
-            node.onBrowse(address, callback);
-        } else if (operation == "Read") {
-            node.onRead(address, given, callback);
-        } else if (operation == "Write") {
-            node.onWrite(address, given, callback);
-        } else if (operation == "Create") {
-            node.onCreate(address, given, callback);
-        } else if (operation == "Remove") {
-            node.onRemove(address, callback);
-        } else if (operation == "Metadata") {
-            node.onMetadata(address, callback);
-        }
+        operation == "Browse"   ? node.onBrowse(address, callback)
+        : operation == "Read"   ? node.onRead(address, given, callback)
+        : operation == "Write"  ? node.onWrite(address, given, callback)
+        : operation == "Create" ? node.onCreate(address, given, callback)
+        : operation == "Remove" ? node.onRemove(address, callback)
+                                : node.onMetadata(address, callback);
         return answers;
     }
 

@@ -1,10 +1,13 @@
 #include "node_fixture.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <map>
+#include <numeric>
 #include <random>
 #include <set>
+#include <sstream>
 #include <thread>
 
 namespace common::log::test {
@@ -17,70 +20,43 @@ using Path = std::vector<std::string>;
 
 Path split(std::string const & text, char separator)
 {
-    Path path(1);
-    for (char const character : text) {
-        if (character == separator) {
-            path.emplace_back();
-        } else {
-            path.back() += character;
-        }
+    Path path;
+    std::istringstream stream(text + separator);
+    for (std::string part; std::getline(stream, part, separator);) {
+        path.push_back(part);
     }
     return path;
 }
 
 /// A tree as one would draw it: each unit at the end of its path, with its flags.
-struct Model
+struct Model : std::map<Path, std::string>
 {
-    /// The units that stand at an address or below it.
-    std::vector<Path> reached(Path const & address) const
+    /// The answers to browse, read and write.
+    std::array<std::string, 3> request(Path const & address, std::string const & newFlags)
     {
-        std::vector<Path> paths;
-        for (auto const & [path, flags] : units) {
-            if (path.size() >= address.size() && std::equal(address.begin(), address.end(), path.begin())) {
-                paths.push_back(path);
-            }
-        }
-        return paths;
-    }
-    std::string browse(Path const & address) const
-    {
+        bool isThere = address.empty();
         std::set<std::string> children;
-        for (Path const & path : reached(address)) {
-            if (path.size() > address.size()) {
-                children.insert(path[address.size()]);
-            }
-        }
-        if (children.empty()) {
-            return units.count(address) != 0 ? "NB_OK" : kInvalid;
-        }
-        std::string answer = "NB_OK [";
-        for (std::string const & child : children) {
-            answer += child + ",";
-        }
-        answer.back() = ']';
-        return answer;
-    }
-    std::string read(Path const & address) const
-    {
         std::string common = "111";
-        for (Path const & path : reached(address)) {
-            for (std::size_t i = 0; i < common.size(); ++i) {
-                common[i] = std::min(common[i], units.at(path)[i]);
+        for (auto & [path, flags] : *this) {
+            if (path.size() < address.size() || !std::equal(address.begin(), address.end(), path.begin())) {
+                continue;
             }
+            isThere = true;
+            if (path.size() > address.size()) {
+                children.insert(path[address.size()] + ",");
+            }
+            for (std::size_t i = 0; i < common.size(); ++i) {
+                common[i] = std::min(common[i], flags[i]);
+            }
+            flags = newFlags;
         }
-        return isThere(address) ? "NB_OK " + common : kInvalid;
+        std::string const list = std::accumulate(children.begin(), children.end(), std::string());
+        std::string const invalid = "NB_INVALID_ADDRESS";
+        return {!children.empty()     ? "NB_OK [" + list + "]"
+                : count(address) != 0 ? "NB_OK"
+                                      : invalid,
+                isThere ? "NB_OK " + common : invalid, isThere ? "NB_OK" : invalid};
     }
-    std::string write(Path const & address, std::string const & flags)
-    {
-        for (Path const & path : reached(address)) {
-            units[path] = flags;
-        }
-        return isThere(address) ? "NB_OK" : kInvalid;
-    }
-    bool isThere(Path const & address) const { return address.empty() || !reached(address).empty(); }
-
-    std::string const kInvalid = "NB_INVALID_ADDRESS";
-    std::map<Path, std::string> units;
 };
 
 TEST_F(NodeTest, AnswersLikeAPlainModelOverManyRandomTrees)
@@ -96,15 +72,15 @@ TEST_F(NodeTest, AnswersLikeAPlainModelOverManyRandomTrees)
         }
         return path;
     };
-    auto const pickFlags = [&pick] { return textOf(EnablingState{pick(2) == 0, pick(2) == 0, pick(2) == 0}); };
+    auto const pickState = [&pick] { return EnablingState{pick(2) == 0, pick(2) == 0, pick(2) == 0}; };
     std::map<std::string, int> answers;
     for (int tree = 0; tree < 3000; ++tree) {
         Model model;
         for (unsigned int count = pick(12); count > 0; --count) {
             Log & log = unit(pickPath('.'));
-            std::string const flags = pickFlags();
-            if (manager->addTraceUnit(&log, stateOf(flags)) == TRACE_OK) {
-                model.units[split(log.getUnitName(), '.')] = flags;
+            EnablingState const state = pickState();
+            if (manager->addTraceUnit(&log, state) == TRACE_OK) {
+                model[split(log.getUnitName(), '.')] = textOf(state);
             }
         }
         for (int request = 0; request < 20; ++request) {
@@ -112,18 +88,18 @@ TEST_F(NodeTest, AnswersLikeAPlainModelOverManyRandomTrees)
             Path const path = below.empty() ? Path() : split(below.substr(1), '/');
             std::string const address = "r/u" + below;
             SCOPED_TRACE(std::to_string(tree) + " " + address);
-            std::string const flags = pickFlags();
-            std::string const browsed = model.browse(path);
+            std::string const flags = textOf(pickState());
+            auto const [browsed, read, written] = model.request(path, flags);
             ++answers[browsed.substr(0, browsed.find('['))];
             ASSERT_EQ(ask("Browse", address), browsed);
-            ASSERT_EQ(ask("Read", address), model.read(path));
-            ASSERT_EQ(ask("Write", address, flags), model.write(path, flags));
+            ASSERT_EQ(ask("Read", address), read);
+            ASSERT_EQ(ask("Write", address, flags), written);
         }
         std::unordered_map<std::string, Log *> table;
         (void)manager->getAllTraceUnits(table);
-        ASSERT_EQ(table.size(), model.units.size());
+        ASSERT_EQ(table.size(), model.size());
         for (auto const & [name, log] : table) {
-            ASSERT_EQ(textOf(log->getEnablingState()), model.units.at(split(name, '.'))) << tree << " " << name;
+            ASSERT_EQ(textOf(log->getEnablingState()), model.at(split(name, '.'))) << tree << " " << name;
             (void)manager->removeTraceUnit(log);
         }
         units.clear();
@@ -138,16 +114,16 @@ TEST_F(NodeTest, AnswersOnceWhileUnitsComeAndGo)
     setFlags(internalTrace, kNothing);
     (void)registered("axis.stays");
     std::atomic<bool> isOver{false};
-    auto const comeAndGo = [this, &isOver](int number) {
-        Log log(("axis.goes" + std::to_string(number)).c_str(), nullptr);
+    std::thread going([this, &isOver] {
+        Log log("axis.goes", nullptr);
         while (!isOver) {
             EXPECT_EQ(manager->addTraceUnit(&log, kEverything), TRACE_OK);
             EXPECT_EQ(manager->removeTraceUnit(&log), TRACE_OK);
         }
-    };
+    });
     auto const request = [this] {
         for (int round = 0; round < 500; ++round) {
-            EXPECT_THAT(ask("Browse", "r/u/axis"), testing::EndsWith("stays]"));
+            EXPECT_THAT(ask("Browse", "r/u/axis"), testing::EndsWith("stays,]"));
             // A unit that went away since the table was copied fails the request.
             EXPECT_THAT(ask("Read", "r/u/axis"), testing::AnyOf("NB_OK 000", "NB_OK 111", "NB_SUBMODULE_FAILURE"));
             EXPECT_THAT(ask("Write", "r/u/axis", round % 2 == 0 ? "1" : "0"),
@@ -155,15 +131,11 @@ TEST_F(NodeTest, AnswersOnceWhileUnitsComeAndGo)
             EXPECT_THAT(ask("Write", "r/u/axis/stays", "111"), "NB_OK");
         }
     };
-    std::thread going[] = {std::thread(comeAndGo, 1), std::thread(comeAndGo, 2)};
-    std::thread asking[] = {std::thread(request), std::thread(request)};
-    for (std::thread & thread : asking) {
-        thread.join();
-    }
+    std::thread asking(request);
+    request();
+    asking.join();
     isOver = true;
-    for (std::thread & thread : going) {
-        thread.join();
-    }
+    going.join();
 }
 
 } // namespace

@@ -9,7 +9,9 @@
 #include <common/log/trace/manager.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <set>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
