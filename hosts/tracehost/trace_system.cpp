@@ -11,12 +11,25 @@ namespace {
 
 constexpr char const * kOwnUnit = "common.log.trace";
 
+/// Says that nothing is saved. Without any helper each registration reports that there is none.
+PersistenceHelperItf const & emptyStore()
+{
+    static PersistenceHelperItf const store = [] {
+        PersistenceHelperItf made;
+        made.existsDirect = [](void * /*instance*/, std::string const & /*fileName*/) { return false; };
+        return made;
+    }();
+    return store;
+}
+
 } // namespace
 
 TraceSystem::TraceSystem(std::vector<StateRule> const & rules, std::optional<EnablingState> const & selfTrace,
                          CallAccount & account)
     : m_handler(std::make_shared<Handler>()), m_manager(std::make_shared<Manager>()), m_rules(rules), m_account(account)
 {
+    m_manager->setBundleRootPath(TRACEHOST_BUNDLE_ROOT);
+    m_manager->setPersistenceHelper(&emptyStore());
     m_internalTrace.addTraceUnit(m_manager, m_handler);
     if (selfTrace) {
         (void)m_manager->setEnablingStateTraceUnit(kOwnUnit, *selfTrace); // reports by itself

@@ -121,11 +121,6 @@ TraceResult Manager::checkNameTraceUnit(std::string const & name,
     return TRACE_OK;
 }
 
-TraceResult Manager::loadEnablingStateTraceUnit(std::string const & /*name*/) const
-{
-    return TRACE_NOT_FOUND; // this build saves no states
-}
-
 TraceResult Manager::removeTraceUnit(Log const * unit)
 {
     if (unit == nullptr) {
@@ -141,9 +136,5 @@ TraceResult Manager::removeTraceUnit(Log const * unit)
     ancestor_filter::discountAncestorsOf(unit->getUnitName());
     return TRACE_OK;
 }
-
-void Manager::setBundleRootPath(std::string const & path) { m_bundleRootPath = path + "/"; }
-
-void Manager::setPersistenceHelper(PersistenceHelperItf const * helper) { m_persistenceHelper = helper; }
 
 } // namespace common::log::trace

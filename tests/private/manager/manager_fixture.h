@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/internal_trace_access.h"
+#include "support/persistence_fake.h"
 #include "support/record.h"
 #include "support/stream_capture.h"
 
@@ -41,11 +42,16 @@ inline std::string reportOf(std::string_view line)
            record.functionName.substr(isOwn ? space.size() : 0) + ": " + record.message;
 }
 
-/// A manager whose reports all go out, on the thread that they arise on.
+/// A manager whose reports all go out, on the thread that they arise on. Nothing is saved for its units.
 class ManagerTest : public testing::Test
 {
 protected:
-    ManagerTest() { setFlags(internalTrace, kEverything); }
+    ManagerTest()
+    {
+        setFlags(internalTrace, kEverything);
+        manager->setBundleRootPath(COMMON_LOG_TRACE_BUNDLE_ROOT);
+        manager->setPersistenceHelper(&persistence.itf);
+    }
 
     /// A unit that lives as long as the test.
     trace::Log & unit(std::string const & name)
@@ -77,6 +83,7 @@ protected:
         }
     }};
     trace::InternalTrace internalTrace;
+    PersistenceFake persistence;
     std::vector<std::unique_ptr<trace::Log>> units;
     std::shared_ptr<trace::Manager> manager = std::make_shared<trace::Manager>();
 };

@@ -32,6 +32,8 @@ TEST_F(Registry, GivesANewUnitItsDefaultAndItsCurrentState)
                 ElementsAre("message Manager::addTraceUnit: Add trace unit 'axis.control'.",
                             "message Manager::addTraceUnit: Set default enabling state for trace unit 'axis.control' "
                             "(messages: true, warnings: false, errors: true)",
+                            "warning Manager::loadEnablingStateTraceUnit: No data to load is available. Maybe no data "
+                            "was saved before.",
                             "message Manager::addTraceUnit: Set given enabling state at registration for trace unit "
                             "'axis.control' (messages: true, warnings: false, errors: true)."));
 }

@@ -4,6 +4,7 @@
 #include <common/log/snap_name.h>
 #include <common/log/trace/enabling_state.h>
 #include <common/log/trace/inherit_mutex.h>
+#include <common/log/trace/persistence_phase.h>
 #include <common/log/trace/trace_result.h>
 
 #include <string>
@@ -11,6 +12,12 @@
 
 /// The component of the host that stores enabling states.
 struct PersistenceHelperItf;
+
+namespace comm::nodebus {
+
+class Variant;
+
+} // namespace comm::nodebus
 
 namespace common::log::trace {
 
@@ -89,14 +96,43 @@ public:
     ///                while no other thread uses this object, before the first unit comes.
     void setPersistenceHelper(PersistenceHelperItf const * helper);
 
+    /// The four below are for persistence requests from the Node Bus: flatbuffers of `PersistenceParam`. `data` may be
+    /// anything else as well, for a save, a load or a deletion that nobody requested there: it goes to the helper as it
+    /// is. The helper is called on this thread, with no lock held.
+    ///
+    /// @return none for what is no request, with a report where it has the tag of one
+    PersistencePhase getPersistencePhase(comm::nodebus::Variant const & data) const;
+
+    /// Saves the states in force of all registered units, and which machine they belong to, in place of what was saved.
+    ///
+    /// @return TRACE_OK; TRACE_INVALID_ARGUMENT for a request of another phase than save; TRACE_NOT_AVAILABLE without a
+    ///         helper or its type file; TRACE_FAILED where the helper fails, what was saved then stays as it leaves it
+    TraceResult saveEnablingStatesAllTraceUnits(comm::nodebus::Variant const & data) const;
+
+    /// Switches each unit to what is saved for it. A unit without a saved state stays as it is; a saved state whose
+    /// unit is gone is reported and fails nothing. What another machine saved, or one that did not know which it is, is
+    /// refused as a whole. The units are switched one after the other, and each that fails leaves the others as they
+    /// are.
+    ///
+    /// @return TRACE_OK; TRACE_INVALID_ARGUMENT for a request of another phase than load; TRACE_NOT_AVAILABLE without a
+    ///         helper or its type file; TRACE_NO_SAVED_DATA; TRACE_FAILED where the helper fails;
+    ///         TRACE_MACHINE_MISMATCH; of units that fail otherwise, the result of the last one
+    TraceResult loadEnablingStatesAllTraceUnits(comm::nodebus::Variant const & data) const;
+
+    /// Deletes what is saved; the units stay as they are.
+    ///
+    /// @return TRACE_OK; TRACE_NOT_AVAILABLE without a helper; TRACE_NO_SAVED_DATA; TRACE_FAILED where the helper fails
+    TraceResult deleteEnablingStatesAllTraceUnits(comm::nodebus::Variant const & data) const;
+
 private:
     TraceResult checkNameTraceUnit(std::string const & name,
                                    std::unordered_map<std::string, Log *> const & traceUnits) const;
 
-    /// Applies what is saved for one unit.
+    /// Switches one unit to what is saved for it. Every registration asks the helper anew.
     ///
-    /// @return TRACE_NOT_FOUND where nothing is
-    TraceResult loadEnablingStateTraceUnit(std::string const & name) const;
+    /// @return TRACE_OK; TRACE_NOT_FOUND where nothing is saved, for this machine and this unit; TRACE_NOT_AVAILABLE
+    ///         without a helper or its type file; TRACE_FAILED where the helper fails; otherwise that of the switching
+    TraceResult loadEnablingStateTraceUnit(std::string const & unitName) const;
 
     /// The second half of a registration, outside of the lock; under the same name, since its reports bear it.
     void addTraceUnit(std::string const & name, Log & unit, EnablingState const & state) const;
