@@ -95,12 +95,9 @@ NodeTree::Registration NodeTree::find(std::string_view address) const
     std::size_t levelsUp = itself;
     for (;;) {
         auto const found = m_slots.find(address);
-        if (found != m_slots.end()) {
-            auto const answering =
-                std::find_if(found->second.begin() + static_cast<std::ptrdiff_t>(levelsUp), found->second.end(),
-                             [](Registration const & slot) { return slot != nullptr; });
-            if (answering != found->second.end()) {
-                return *answering;
+        for (std::size_t reach = levelsUp; found != m_slots.end() && reach <= anyDepth; ++reach) {
+            if (found->second[reach] != nullptr) {
+                return found->second[reach];
             }
         }
         auto const separator = address.rfind(kSeparator);
