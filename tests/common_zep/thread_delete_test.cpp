@@ -59,10 +59,10 @@ std::uint32_t runRounds(void * argument)
 }
 
 /// Starts a thread, and waits until it is at its work.
-std::uint64_t startSubject(Subject & subject, ZEP_ThreadEntry entry = &runRounds, std::uint32_t priority = 0)
+std::uint64_t startSubject(Subject & subject, std::uint32_t priority = 0)
 {
     std::uint64_t handle = 0;
-    EXPECT_EQ(ZEP_eThreadCreate(&handle, "zep.delete", entry, &subject, priority, 65536, 0, false), ZEP_OK);
+    EXPECT_EQ(ZEP_eThreadCreate(&handle, "zep.delete", &runRounds, &subject, priority, 65536, 0, false), ZEP_OK);
     EXPECT_TRUE(waitUntil([&] { return subject.rounds != 0; }));
     return handle;
 }
@@ -280,20 +280,11 @@ private:
     int m_fill = 0;
 };
 
-class DeleteOfAStuckWriter : public testing::Test
+TEST(DeleteOfAThreadAtWork, LeavesPipeFileAndErrorStreamUnlockedAndGoodWhereItsWriteIsStuck)
 {
-protected:
-    void SetUp() override
-    {
-        if (isThreadSanitizerThere()) {
-            GTEST_SKIP() << "the thread sanitizer lets no signal into a write";
-        }
+    if (isThreadSanitizerThere()) {
+        GTEST_SKIP() << "the thread sanitizer lets no signal into a write";
     }
-    void TearDown() override { useTheProcess(); }
-};
-
-TEST_F(DeleteOfAStuckWriter, LeavesPipeFileAndErrorStreamUnlockedAndGood)
-{
     // By itself, with the lock of a file inside the C library, and with that of a stream above.
     constexpr void (*kRounds[])(Subject &) = {
         [](Subject & subject) { (void)!write(subject.descriptor, "a block of bytes", 16); },
@@ -306,7 +297,7 @@ TEST_F(DeleteOfAStuckWriter, LeavesPipeFileAndErrorStreamUnlockedAndGood)
         subject->descriptor = pipe.writer();
         subject->file = stderr;
         dup2(pipe.writer(), STDERR_FILENO);
-        std::uint64_t const handle = startSubject(*subject, &runRounds, i % 2 == 0 ? 10 : 0);
+        std::uint64_t const handle = startSubject(*subject, i % 2 == 0 ? 10 : 0);
         std::uint32_t const status = ZEP_eThreadDelete(handle);
         bool const isUnlocked = ftrylockfile(stderr) == 0;
         if (isUnlocked) {
@@ -322,33 +313,7 @@ TEST_F(DeleteOfAStuckWriter, LeavesPipeFileAndErrorStreamUnlockedAndGood)
         EXPECT_TRUE(pipe.endsWithItsWriter());
     }
     close(previous);
-}
-
-TEST_F(DeleteOfAStuckWriter, WaitsForTheDestructorsOfThreadLocalObjects)
-{
-    struct Late
-    {
-        Subject * subject = nullptr;
-        ~Late()
-        {
-            ++subject->rounds;
-            (void)!write(subject->descriptor, "last words", 10);
-            ++subject->rounds;
-        }
-    };
-    auto const leave = [](void * argument) {
-        thread_local Late t_late;
-        t_late.subject = static_cast<Subject *>(argument);
-        return 0U;
-    };
-    FullPipe const pipe;
-    auto subject = std::make_unique<Subject>();
-    subject->descriptor = pipe.writer();
-    std::uint64_t const handle = startSubject(*subject, leave); // stuck behind its entry
-    EXPECT_EQ(ZEP_eThreadDelete(handle), ZEP_OK);
-    EXPECT_EQ(subject->rounds, 2U);
-    subject.reset();
-    EXPECT_TRUE(pipe.isAsFilled());
+    useTheProcess();
 }
 
 TEST(DeleteOfAThreadAtWork, RescuesAJoinAndACleanupThatWait)
