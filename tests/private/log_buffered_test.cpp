@@ -171,37 +171,6 @@ TEST_F(LogBufferedTest, HasADefaultNameAndCutsALongOneWithoutAReport)
     }
 }
 
-/// Keeps what the unit calls of itself.
-class DerivedUnit : public LogBuffered
-{
-public:
-    DerivedUnit() : LogBuffered("axis.control", true) {}
-    TraceResult log(unsigned int mainDiagnosisCode, char const *, char const *, char const *, char const *,
-                    unsigned int line, char const *, ...) override COMMON_LOG_PRINTF_FORMAT(8, 9)
-    {
-        calls.push_back("log " + std::to_string(mainDiagnosisCode));
-        reportedLine = line;
-        return TRACE_FAILED;
-    }
-    TraceResult logRealTimeVaList(unsigned int mainDiagnosisCode, LogParameters const & parameters,
-                                  char * arguments) override
-    {
-        calls.emplace_back("logRealTimeVaList");
-        return LogBuffered::logRealTimeVaList(mainDiagnosisCode, parameters, arguments);
-    }
-    std::vector<std::string> calls;
-    unsigned int reportedLine = 0;
-};
-
-TEST_F(LogBufferedTest, CallsItsOwnOperationsByTheirSlots)
-{
-    DerivedUnit derived;
-    EXPECT_EQ(derived.logRealTime(kInvalid, parametersOf("")), TRACE_INVALID_ARGUMENT);
-    EXPECT_THAT(derived.calls, ElementsAre("logRealTimeVaList", "log 135201042")) << "what `log` returns is ignored";
-    EXPECT_THAT(stream.lines().at(0), testing::HasSubstr("(line " + std::to_string(derived.reportedLine) + "): "))
-        << "both reports of the code bear the same line";
-}
-
 } // namespace
 
 } // namespace common::log::test

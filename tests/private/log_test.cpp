@@ -1,7 +1,6 @@
 #include "unit_calls.h"
 
 #include <functional>
-#include <memory>
 
 namespace common::log::test {
 
@@ -134,16 +133,6 @@ TEST_F(LogTest, CallsTheCallbackAfterEachSwitchOfTheStateAndOfNothingElse)
     unit.setCallbackEnablingState(nullptr);
     unit.setEnablingState(stateOf(2));
     EXPECT_EQ(seen.size(), 4U);
-}
-
-TEST_F(LogTest, SharesItsHandlerUntilItEnds)
-{
-    auto const owner = std::make_shared<int>(0);
-    {
-        Log const shared("axis", std::shared_ptr<Handler>(owner, reinterpret_cast<Handler *>(owner.get())));
-        EXPECT_EQ(owner.use_count(), 2);
-    }
-    EXPECT_EQ(owner.use_count(), 1);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace common::log::test {
@@ -88,7 +89,7 @@ private:
 
 /// Hands out each record as a whole and without its line end: at the flush that ends it, on the thread that wrote it.
 /// Whoever receives it may block, which is how a test stalls a writer, and runs on several threads at once where
-/// several write.
+/// several write, and on the same one again for what it writes itself.
 class RecordStream : private ErrorStreamBuffer
 {
 public:
@@ -109,8 +110,8 @@ private:
     }
     int sync() override
     {
-        m_receiver(std::string_view(record()).substr(record().rfind('\n', 0) == 0 ? 1 : 0));
-        record().clear();
+        std::string const whole = std::exchange(record(), {}); // what the receiver writes is a record of its own
+        m_receiver(std::string_view(whole).substr(whole.rfind('\n', 0) == 0 ? 1 : 0));
         return 0;
     }
 

@@ -1,10 +1,10 @@
 #include "helper/self_trace.h"
 
-#include "recording_unit.h"
 #include "support/internal_trace_access.h"
 #include "support/trace_test.h"
 
 #include <thread>
+#include <tuple>
 
 namespace common::log::test {
 
@@ -21,81 +21,78 @@ void reportAtEachSeverity(int & evaluated)
     SELF_TRACE_MESSAGE("%s %d", "message", ++evaluated);
 }
 
+constexpr unsigned int kReportLine = __LINE__ + 1;
+void report(char const * text) { SELF_TRACE_ERROR("%s", text); }
+
 namespace {
+
+/// What reportAtEachSeverity writes, as far as the flags let it.
+std::vector<std::string> reports(EnablingState const & state)
+{
+    std::vector<std::string> lines;
+    for (auto const & [isOn, code, text] : {std::tuple(state.errors, kError, "error "),
+                                            {state.warnings, kWarning, "warning "},
+                                            {state.messages, kMessage, "message "}}) {
+        if (isOn) { // only then the argument is evaluated, and counts up
+            lines.push_back(ownRecord(code, "self_trace_test.cpp", "test::reportAtEachSeverity",
+                                      text + std::to_string(lines.size() + 1)));
+        }
+    }
+    return lines;
+}
 
 class SelfTrace : public TraceTest
 {
 protected:
-    SelfTrace() { setActiveUnit(internalTrace, &unit); }
+    std::vector<std::string> reported()
+    {
+        int evaluated = 0;
+        reportAtEachSeverity(evaluated);
+        EXPECT_EQ(static_cast<std::size_t>(evaluated), stream.lines().size());
+        return takeLines();
+    }
 
-    RecordingUnit unit;
     InternalTrace internalTrace;
-    int evaluated = 0;
 };
-
-TEST_F(SelfTrace, CallsTheActiveUnitWithTheReportersOrigin)
-{
-    setFlags(internalTrace, {true, true, true});
-    environment.set("changed later");
-    reportAtEachSeverity(evaluated);
-
-    EXPECT_THAT(unit.codes, ElementsAre(kError, kWarning, kMessage));
-    EXPECT_THAT(unit.texts, ElementsAre("error 1", "warning 2", "message 3"));
-    EXPECT_EQ(unit.last.classType, 1U);
-    EXPECT_STREQ(unit.last.componentName, "trace");
-    EXPECT_STREQ(unit.last.snapName, "machine");
-    EXPECT_STREQ(unit.last.fileName, "self_trace_test.cpp");
-    EXPECT_STREQ(unit.last.functionName, "common::log::test::reportAtEachSeverity");
-    SELF_TRACE_ERROR("from here");
-    EXPECT_EQ(unit.last.line, __LINE__ - 1U);
-}
 
 TEST_F(SelfTrace, EachSeverityGoesByItsOwnFlagAndArgumentsOfTheOthersAreNotEvaluated)
 {
-    reportAtEachSeverity(evaluated);
-    EXPECT_THAT(unit.codes, ElementsAre(kError)) << "the default";
+    environment.set("changed later");
+    EXPECT_EQ(reported(), reports({false, false, true})) << "the default";
     for (unsigned int number = 0; number < 8; ++number) {
-        EnablingState const state = stateOf(number);
-        setFlags(internalTrace, state);
-        evaluated = 0;
-        unit.codes.clear();
-        reportAtEachSeverity(evaluated);
-        std::vector<unsigned int> expected;
-        for (auto const & [isOn, code] :
-             {std::pair(state.errors, kError), {state.warnings, kWarning}, {state.messages, kMessage}}) {
-            expected.insert(expected.end(), isOn ? 1 : 0, code);
-        }
-        EXPECT_EQ(unit.codes, expected) << number;
-        EXPECT_EQ(evaluated, static_cast<int>(expected.size()));
+        setFlags(internalTrace, stateOf(number));
+        EXPECT_EQ(reported(), reports(stateOf(number)));
     }
+    report("from there");
+    EXPECT_EQ(stream.records().at(0).line, std::to_string(kReportLine));
 }
 
 TEST_F(SelfTrace, IsSilentWithoutAnObjectOrWithoutItsUnit)
 {
+    ILogRealTime * const unit = internalTrace.activeUnit();
     setActiveUnit(internalTrace, nullptr);
-    reportAtEachSeverity(evaluated);
-    setActiveUnit(internalTrace, &unit);
+    EXPECT_THAT(reported(), IsEmpty());
+    setActiveUnit(internalTrace, unit);
     removeInternalTracePointer();
-    reportAtEachSeverity(evaluated);
-    EXPECT_EQ(evaluated, 0);
-    EXPECT_THAT(unit.codes, IsEmpty());
+    EXPECT_THAT(reported(), IsEmpty());
     setInternalTracePointer(&internalTrace);
-    reportAtEachSeverity(evaluated);
-    EXPECT_THAT(unit.codes, SizeIs(1));
+    EXPECT_THAT(reported(), SizeIs(1));
 }
 
 TEST_F(SelfTrace, EndsAfterOneLevelInsideAnotherOnEachThread)
 {
-    unit.whileCalled = [this] {
-        if (unit.texts.size() == 2) { // inside of two reports
-            std::thread([] { SELF_TRACE_ERROR("from another thread"); }).join();
+    std::vector<std::string> texts;
+    RecordStream const inside([&](std::string_view record) {
+        texts.push_back(parseRecord(std::string(record)).message);
+        if (texts.size() == 2) { // inside of two reports
+            std::thread(report, "from another thread").join();
         }
-        SELF_TRACE_ERROR("inside");
-    };
-    SELF_TRACE_ERROR("outside");
-    EXPECT_THAT(unit.texts, ElementsAre("outside", "inside", "from another thread", "inside"));
-    SELF_TRACE_ERROR("outside");
-    EXPECT_THAT(unit.texts, SizeIs(6)) << "the next report starts anew";
+        report("inside");
+    });
+    report("outside");
+    EXPECT_THAT(texts, ElementsAre("outside", "inside", "from another thread", "inside"));
+    report("outside");
+    EXPECT_THAT(texts, SizeIs(6)) << "the next report starts anew";
 }
 
 using OwnRecords = TraceTest;
