@@ -6,14 +6,11 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 
 namespace common::log::host::test {
 
@@ -71,19 +68,6 @@ void faultBehindQueuedRecords(trace::Log & unit, void (*commit)())
         (void)unit.logRealTime(0x080A0112, parameters, record);
     }
     commit();
-}
-
-/// The system's number of this process's thread with a name; 0 where there is none.
-pid_t threadOfName(std::string const & name)
-{
-    for (auto const & task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string present;
-        (void)std::getline(std::ifstream(task.path() / "comm"), present);
-        if (present == name) {
-            return static_cast<pid_t>(std::stol(task.path().filename()));
-        }
-    }
-    return 0;
 }
 
 /// Traces until the process ends, as the worker of a Handler does while it drains.
@@ -153,22 +137,6 @@ TEST_F(FatalSignalsChainDeathTest, LetTheWorkerWriteWhatARealTimeThreadHadQueued
             dieInRealTime(), KilledBySignal(fault.signal),
             AllOf(ContainsRegex(" in thread axis \\([0-9]+\\)"), HasSubstr("|queued " + std::to_string(kQueued - 1))));
     }
-}
-
-TEST_F(FatalSignalsChainDeathTest, TakeAFaultOfTheWorkerItself)
-{
-    auto const dieByTheWorker = [] {
-        becomePlain();
-        FatalSignals const signals;
-        trace::Handler const handler;
-        pid_t worker = 0;
-        while (worker == 0) { // it takes its name when it starts
-            worker = threadOfName("TraceHandler");
-        }
-        (void)::syscall(SYS_tgkill, ::getpid(), worker, SIGSEGV);
-        ::pause();
-    };
-    EXPECT_EXIT(dieByTheWorker(), KilledBySignal(SIGSEGV), ContainsRegex(" in thread TraceHandler \\([0-9]+\\)"));
 }
 
 TEST_F(FatalSignalsChainDeathTest, GoThroughThePreviousHandlerOnce)

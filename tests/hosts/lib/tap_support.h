@@ -70,9 +70,8 @@ public:
     std::string nextUpTo(std::string const & end) const
     {
         std::string all = next();
-        for (std::string part = all; !part.empty() && all.find(end) == std::string::npos;) {
+        for (std::string part = all; !part.empty() && all.find(end) == std::string::npos; all += part) {
             part = next();
-            all += part;
         }
         return all;
     }
@@ -80,11 +79,7 @@ public:
     std::string rest()
     {
         closeWriter();
-        std::string all;
-        for (std::string part = next(); !part.empty(); part = next()) {
-            all += part;
-        }
-        return all;
+        return nextUpTo("neither this text");
     }
 
 private:
