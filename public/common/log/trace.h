@@ -20,6 +20,7 @@
 #include <common/log/send_log.h>
 #include <common/log/snap_name.h>
 #include <common/log/trace/check_and_set_string.h>
+#include <common/log/trace/config_provider_node.h>
 #include <common/log/trace/data_of_queue.h>
 #include <common/log/trace/enabling_state.h>
 #include <common/log/trace/enabling_states_provider_node.h>
@@ -33,6 +34,7 @@
 #include <common/log/trace/main_diagnosis_code.h>
 #include <common/log/trace/manager.h>
 #include <common/log/trace/map_results.h>
+#include <common/log/trace/nodebus_provider.h>
 #include <common/log/trace/output_hook.h>
 #include <common/log/trace/persistence_helper_itf.h>
 #include <common/log/trace/persistence_phase.h>

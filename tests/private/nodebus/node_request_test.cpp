@@ -66,7 +66,6 @@ Request const kRequests[] = {
     {"Write", "r/u/ax", "text", "NB_TYPE_MISMATCH", "Invalid argument type for data."},
     {"Create", "r/u/axis", "1", "NB_UNSUPPORTED", "Request for address 'r/u/axis' is unsupported."},
     {"Remove", "r", {}, "NB_UNSUPPORTED", "Request for address 'r' is unsupported."},
-    {"Metadata", "r/u", {}, "NB_UNSUPPORTED", "Request for address 'r/u' is unsupported."},
 };
 
 class NodeRequest : public NodeTest, public testing::WithParamInterface<Request>

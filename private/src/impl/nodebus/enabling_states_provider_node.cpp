@@ -3,6 +3,7 @@
 #include "helper/object_text.h"
 #include "helper/self_trace.h"
 #include "nodebus/map_to_nb_result.h"
+#include "nodebus/metadata.h"
 
 #include <comm/nodebus/nb_result.h>
 #include <comm/nodebus/variant.h>
@@ -69,6 +70,21 @@ NbResult readState(Variant const * data, EnablingState & state)
     return NB_OK;
 }
 
+/// Of a node that carries a state. That a unit cannot be browsed is what its metadata says, though a request for it is
+/// answered.
+NodeDescription describe(std::string const & use, bool isBrowsable)
+{
+    constexpr char const * kTypeOfValue = "types/nodebus/array-of-bool8";
+    NodeDescription node;
+    node.nodeClass = NodeClass_Value;
+    node.isReadable = true;
+    node.isWritable = true;
+    node.isBrowsable = isBrowsable;
+    node.text = use + "Format of value: {messages,warnings,errors} or single boolean value to set for all severities.";
+    node.types = {{"readType", kTypeOfValue}, {"writeType", kTypeOfValue}};
+    return node;
+}
+
 } // namespace
 
 EnablingStatesProviderNode::EnablingStatesProviderNode(std::shared_ptr<Manager> const & manager,
@@ -97,12 +113,6 @@ void EnablingStatesProviderNode::onCreate(std::string const & address, Variant c
 }
 
 void EnablingStatesProviderNode::onRemove(std::string const & address, NodeCallback const & callback)
-{
-    SELF_TRACE_WARNING("Request for address '%s' is unsupported.", address.c_str());
-    callback(NB_UNSUPPORTED, nullptr);
-}
-
-void EnablingStatesProviderNode::onMetadata(std::string const & address, NodeCallback const & callback)
 {
     SELF_TRACE_WARNING("Request for address '%s' is unsupported.", address.c_str());
     callback(NB_UNSUPPORTED, nullptr);
@@ -249,6 +259,53 @@ void EnablingStatesProviderNode::onWrite(std::string const & address, Variant co
                            outcome.toString());
     }
     callback(outcome, nullptr);
+}
+
+void EnablingStatesProviderNode::onMetadata(std::string const & address, NodeCallback const & callback)
+{
+    flatbuffers::FlatBufferBuilder builder;
+    std::string const prefix = address2prefix(address);
+    Units units;
+    TraceResult const result = m_manager->getAllTraceUnits(units);
+    if (isFailure(result)) {
+        SELF_TRACE_ERROR("Calling 'getAllUnits' failed with error code 0x%08X", static_cast<unsigned int>(result));
+        callback(mapToNbResult(result), nullptr);
+        return;
+    }
+    flatbuffers::Offset<Metadata> metadata;
+    if (prefix.empty()) {
+        metadata = metadataRoot(builder);
+    }
+    for (auto unit = units.begin(); metadata.IsNull() && unit != units.end(); ++unit) {
+        if (beginsWith(unit->first, prefix)) {
+            metadata = metadataGroup(builder);
+        } else if (isUnitOf(unit->first, prefix)) {
+            metadata = metadataLeaf(builder);
+        }
+    }
+    if (metadata.IsNull()) {
+        SELF_TRACE_WARNING("Request for address '%s' failed with error code '%s'.", address.c_str(),
+                           NB_INVALID_ADDRESS.toString());
+        callback(NB_INVALID_ADDRESS, nullptr);
+        return;
+    }
+    answerMetadata(builder, metadata, callback);
+}
+
+flatbuffers::Offset<Metadata> EnablingStatesProviderNode::metadataRoot(flatbuffers::FlatBufferBuilder & builder) const
+{
+    return createMetadata(builder, describe("Use to enable and disable all trace units. ", true));
+}
+
+flatbuffers::Offset<Metadata> EnablingStatesProviderNode::metadataGroup(flatbuffers::FlatBufferBuilder & builder) const
+{
+    return createMetadata(builder,
+                          describe("Use to enable and disable all trace units contained in this group. ", true));
+}
+
+flatbuffers::Offset<Metadata> EnablingStatesProviderNode::metadataLeaf(flatbuffers::FlatBufferBuilder & builder) const
+{
+    return createMetadata(builder, describe("Use to enable and disable this single trace unit. ", false));
 }
 
 } // namespace common::log::trace

@@ -6,6 +6,20 @@
 #include <memory>
 #include <string>
 
+namespace flatbuffers {
+
+class FlatBufferBuilder;
+template <typename Type>
+struct Offset;
+
+} // namespace flatbuffers
+
+namespace comm::nodebus {
+
+struct Metadata;
+
+} // namespace comm::nodebus
+
 namespace common::log::trace {
 
 class Manager;
@@ -49,12 +63,17 @@ public:
     void onWrite(std::string const & address, comm::nodebus::Variant const * data,
                  comm::nodebus::NodeCallback const & callback) override;
 
-    /// Not supported yet: this build has no metadata.
+    /// Answers a flatbuffer of `comm::nodebus::Metadata`, which is gone when the callback returns. The root has one also
+    /// without any unit.
     void onMetadata(std::string const & address, comm::nodebus::NodeCallback const & callback) override;
 
 private:
     /// The text with which the names below an address begin: "axis." for "axis" below the root, empty for the root.
     std::string address2prefix(std::string const & address) const;
+
+    flatbuffers::Offset<comm::nodebus::Metadata> metadataRoot(flatbuffers::FlatBufferBuilder & builder) const;
+    flatbuffers::Offset<comm::nodebus::Metadata> metadataGroup(flatbuffers::FlatBufferBuilder & builder) const;
+    flatbuffers::Offset<comm::nodebus::Metadata> metadataLeaf(flatbuffers::FlatBufferBuilder & builder) const;
 
     std::shared_ptr<Manager> m_manager;
     std::string m_address;
