@@ -92,6 +92,7 @@ class PersistenceOperation : public Persistence, public testing::WithParamInterf
 TEST_P(PersistenceOperation, EndsAtItsFirstFailedCheckAndReportsIt)
 {
     auto const & [operation, fault, result, calls, report] = GetParam();
+    SCOPED_TRACE(std::string(kOperations[operation]) + ", " + report);
     Variant const data = request((operation == save) == (fault != phase) ? "save" : "load");
     manager->setPersistenceHelper(fault <= helper ? nullptr : &persistence.itf);
     manager->setBundleRootPath(fault <= file ? "/nowhere/" : COMMON_LOG_TRACE_BUNDLE_ROOT);
@@ -102,10 +103,7 @@ TEST_P(PersistenceOperation, EndsAtItsFirstFailedCheckAndReportsIt)
     }
     persistence.exists = fault > nothing;
     persistence.result = fault <= failure ? -1 : persistence.result;
-    std::string names;
-    persistence.during = [&] {
-        (void)manager->getAllTraceUnits(names);
-    }; // would not come back from a lock that is held
+    persistence.during = [&] { (void)manager->getEnablingStateAllTraceUnits(); }; // with the lock held it would hang
     TraceResult const returned = run(operation, data);
 
     EXPECT_EQ(persistence.calls, calls);
