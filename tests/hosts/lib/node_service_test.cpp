@@ -313,7 +313,7 @@ TEST_F(NodeServiceTest, EndsUnderLoadOfClientsAndOfNodesThatComeAndGo)
             }
         });
     }
-    for (int number = 0; number < 300; ++number) {
+    for (int number = 0; number < 50; ++number) {
         TestNode node(passing);
         isPassingThere = true;
         EXPECT_EQ(provider->registerNode("passing/*", &node), NB_OK);
