@@ -2,6 +2,7 @@
 // the client's own. Beside it the node's handler alone. All clients ask the same node, which is their worst case.
 
 #include <common/log/host/node_service.h>
+#include <common/log/trace.h>
 
 #include <benchmark/benchmark.h>
 
@@ -13,6 +14,7 @@
 namespace {
 
 using namespace comm::nodebus;
+using namespace common::log::trace;
 using common::log::host::NodeService;
 
 /// Holds three switches, in the form of those of a trace unit, and does nothing else.
@@ -44,26 +46,54 @@ private:
 };
 
 std::string const kRoot = "trace/snap/units";
-std::string const kUnit = kRoot + "/machine/axis1/control";
+std::string const kUnit = kRoot + "/machine/axis7/control";
 
-/// One service for all threads of all runs, with the addresses that a trace library registers.
+/// The trace library's own node, above as many units as a host with some axes has.
+struct Units
+{
+    InternalTrace internalTrace;
+    std::shared_ptr<Manager> manager = std::make_shared<Manager>();
+    std::vector<std::unique_ptr<Log>> units;
+    EnablingStatesProviderNode node{manager, kRoot};
+
+    Units()
+    {
+        for (int axis = 0; axis < 20; ++axis) {
+            for (char const * part : {"control", "drive", "encoder", "limits", "path"}) {
+                std::string const name = "machine.axis" + std::to_string(axis) + "." + part;
+                units.push_back(std::make_unique<Log>(name.c_str(), nullptr));
+                (void)manager->addTraceUnit(units.back().get(), {true, true, true});
+            }
+        }
+    }
+};
+
+/// One for all threads of all runs, with the addresses that a trace library registers.
 struct Served
 {
-    Switches node;
-    NodeService service{nullptr};
-    std::unique_ptr<IProvider> provider = service.makeProvider();
-
-    Served()
+    explicit Served(IProviderNode & servedNode) : node(servedNode)
     {
         for (std::string const & address : {kRoot + "/**", kRoot, std::string("trace/snap/admin/cfg/*")}) {
             (void)provider->registerNode(address, &node);
         }
     }
+
+    IProviderNode & node;
+    NodeService service{nullptr};
+    std::unique_ptr<IProvider> provider = service.makeProvider();
 };
-Served & served()
+
+Served & trivial()
 {
-    static Served instance;
-    return instance;
+    static Switches node;
+    static Served served(node);
+    return served;
+}
+Served & units()
+{
+    static Units hundred;
+    static Served served(hundred.node);
+    return served;
 }
 
 template <typename Call>
@@ -74,45 +104,51 @@ void run(benchmark::State & state, Call const & call)
         failed += call() != NB_OK ? 1 : 0;
     }
     state.SetItemsProcessed(state.iterations());
-    state.counters["failed"] = static_cast<double>(failed);
+    state.counters["failed"] = static_cast<double>(failed); // above 0 the figure means nothing
 }
 
-void readDirectly(benchmark::State & state)
+void readDirectly(benchmark::State & state, Served & (*instance)())
 {
-    run(state, [] {
+    run(state, [&node = instance().node] {
         NbResult result = NB_FAILED;
-        served().node.onRead(kUnit, nullptr, [&result](NbResult answered, Variant const *) { result = answered; });
+        node.onRead(kUnit, nullptr, [&result](NbResult answered, Variant const *) { result = answered; });
         return result;
     });
 }
 
-void readThroughService(benchmark::State & state)
+void readThroughService(benchmark::State & state, Served & (*instance)())
 {
-    run(state, [] { return served().service.read(kUnit).result; });
+    run(state, [&service = instance().service] { return service.read(kUnit).result; });
 }
 
-void writeDirectly(benchmark::State & state)
+void writeDirectly(benchmark::State & state, Served & (*instance)())
 {
     Variant value;
     (void)value.setValue(true);
-    run(state, [&value] {
+    run(state, [&value, &node = instance().node] {
         NbResult result = NB_FAILED;
-        served().node.onWrite(kUnit, &value, [&result](NbResult answered, Variant const *) { result = answered; });
+        node.onWrite(kUnit, &value, [&result](NbResult answered, Variant const *) { result = answered; });
         return result;
     });
 }
 
-void writeThroughService(benchmark::State & state)
+void writeThroughService(benchmark::State & state, Served & (*instance)())
 {
     Variant value;
     (void)value.setValue(true);
-    run(state, [&value] { return served().service.write(kUnit, &value).result; });
+    run(state, [&value, &service = instance().service] { return service.write(kUnit, &value).result; });
 }
 
-BENCHMARK(readDirectly)->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(readThroughService)->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(writeDirectly)->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(writeThroughService)->Threads(1)->Threads(4)->UseRealTime();
+void byOneAndByFour(benchmark::internal::Benchmark * measured) { measured->Threads(1)->Threads(4)->UseRealTime(); }
+
+BENCHMARK_CAPTURE(readDirectly, trivial, trivial)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(readThroughService, trivial, trivial)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(writeDirectly, trivial, trivial)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(writeThroughService, trivial, trivial)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(readDirectly, hundredUnits, units)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(readThroughService, hundredUnits, units)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(writeDirectly, hundredUnits, units)->Apply(byOneAndByFour);
+BENCHMARK_CAPTURE(writeThroughService, hundredUnits, units)->Apply(byOneAndByFour);
 
 } // namespace
 
