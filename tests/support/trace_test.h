@@ -63,7 +63,7 @@ inline std::vector<std::string> comparable(std::string const & stream)
         if (line.find('|') == 27) {
             line.replace(0, 27, "T");
         }
-        for (auto const & [mark, before, behind] : {std::tuple("|common::log::", '|', '|'), {"(line ", ' ', ')'}}) {
+        auto const replaceNumber = [&line](char const * mark, char before, char behind) {
             if (auto const marked = line.find(mark); marked != std::string::npos) {
                 auto const start = line.find(before, marked + 1) + 1;
                 auto const end = line.find_first_not_of("0123456789", start);
@@ -71,6 +71,11 @@ inline std::vector<std::string> comparable(std::string const & stream)
                     line.replace(start, end - start, "L");
                 }
             }
+        };
+        replaceNumber("(line ", ' ', ')');
+        // By the library's own unit, or by a unit that is not registered yet, with its whole path.
+        if (line.find("|common.log.trace|") != std::string::npos || line.find("|private/src/") != std::string::npos) {
+            replaceNumber("|common::log::", '|', '|');
         }
     }
     return lines;
