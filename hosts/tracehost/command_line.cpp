@@ -2,6 +2,7 @@
 
 #include "duration.h"
 #include "input_line.h"
+#include "paths.h"
 #include "privileges.h"
 #include "unit_names.h"
 
@@ -35,9 +36,10 @@ constexpr char const * kDescription =
 constexpr char const * kFooter =
     "A DURATION is a whole number with ns, us, ms, s, m or h directly behind it.\n"
     "\n"
-    "Units: cycle.wakeup, cycle.summary, host.start, host.loss, input.stdin (each line of standard input,\n"
-    "unless that is a terminal) and, for each followed file, input. with the file's name, its dots\n"
-    "as underscores. A pattern knows * and ?; the first one that matches a unit's name decides.\n"
+    "Units: cycle.wakeup, cycle.summary, host.loss, host.nodes, host.start, host.store, input.stdin\n"
+    "(each line of standard input, unless that is a terminal) and, for each followed file, input.\n"
+    "with the file's name, its dots as underscores. A pattern of --state knows * and ?; the first\n"
+    "one that matches a unit's name decides. A saved state of a unit wins over --state.\n"
     "\n"
     "A file is followed by its name: one that exists is read from its end on, one that appears\n"
     "later, or in the place of the first, from its beginning. It may grow, rotate, shrink, go and\n"
@@ -47,7 +49,8 @@ constexpr char const * kFooter =
     "byte is written as \\0, and a carriage return ahead of the line end is dropped.\n"
     "\n"
     "SIGTERM and SIGINT end the run, a second one at once. Status: 0 done, 1 the run could not be\n"
-    "started, the summary not written, or a record unaccounted for, 2 wrong use.";
+    "started, the summary not written, a record unaccounted for, or states not saved or deleted,\n"
+    "2 wrong use.";
 
 [[noreturn]] void refuse(std::string const & option, std::string const & text)
 {
@@ -150,7 +153,23 @@ void addInputOptions(CLI::App & app, Options & options)
            },
            "What the library traces of itself; by default errors")
         ->type_name("FLAGS");
-    app.add_flag("--list", options.isList, "Show the units with their states and end");
+}
+
+void addStoreOptions(CLI::App & app, Options & options)
+{
+    app.add_option("--state-dir", options.stateDirectory, "Where the states of units are saved")
+        ->type_name("DIR")
+        ->default_str(defaultStateDirectory());
+    app.add_option("--root", options.root, "Folder of the type file; by default beside the program")->type_name("DIR");
+    app.add_flag("--save", options.isSaving, "Save the states at the end of the run");
+    CLI::Option * const list = app.add_flag_callback(
+        "--list", [&options] { options.mode = Mode::list; }, "Show the units with their states and end");
+    CLI::Option * const tree = app.add_flag_callback(
+        "--tree", [&options] { options.mode = Mode::tree; }, "Show the nodes with their states and end");
+    CLI::Option * const forget = app.add_flag_callback(
+        "--forget", [&options] { options.mode = Mode::forget; }, "Delete the saved states and end");
+    list->excludes(tree)->excludes(forget);
+    tree->excludes(forget);
 }
 
 void addDurationOfRun(CLI::App & app, Options & options)
@@ -194,6 +213,23 @@ void checkFile(FollowedFile const & file)
     }
 }
 
+/// Puts the defaults in the place of what was not given.
+void completePaths(Options & options)
+{
+    if (options.stateDirectory.empty()) {
+        options.stateDirectory = defaultStateDirectory();
+    }
+    if (!options.root.empty() && !hasTypeFile(options.root)) {
+        refuse("--root", "'" + options.root + "' has no file " + kTypeFile);
+    }
+    if (options.root.empty()) {
+        options.root = defaultRoot();
+    }
+    if (options.root.empty()) {
+        refuse("--root", std::string("needed, since there is no file ") + kTypeFile + " beside the program");
+    }
+}
+
 /// What no value is wrong in by itself.
 void checkTogether(Options const & options)
 {
@@ -201,7 +237,8 @@ void checkTogether(Options const & options)
         refuse("--error-above", durationText(options.errorAbove) + " is below the " + durationText(options.warnAbove) +
                                     " of --warn-above");
     }
-    std::vector<std::string> names{kCycleWakeup, kCycleSummary, kHostLoss, kHostStart, kInputStdin};
+    std::vector<std::string> names{kCycleWakeup, kCycleSummary, kHostLoss,  kHostNodes,
+                                   kHostStart,   kHostStore,    kInputStdin};
     for (FollowedFile const & file : options.files) {
         checkFile(file);
         if (std::find(names.begin(), names.end(), file.unitName) != names.end()) {
@@ -249,9 +286,11 @@ CommandLine parseCommandLine(int argumentCount, char const * const * arguments)
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::Throw);
     addCycleOptions(app, options);
     addInputOptions(app, options);
+    addStoreOptions(app, options);
     addDurationOfRun(app, options);
     try {
         app.parse(argumentCount, arguments);
+        completePaths(options);
         checkTogether(options);
         return {options, "", ""};
     } catch (CLI::CallForHelp const &) {

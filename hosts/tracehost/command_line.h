@@ -15,8 +15,17 @@ struct FollowedFile
     std::string unitName;
 };
 
+enum class Mode
+{
+    run,
+    list,  ///< only show the units
+    tree,  ///< only show the nodes
+    forget ///< only delete the saved states
+};
+
 struct Options
 {
+    Mode mode = Mode::run;
     std::chrono::nanoseconds period = std::chrono::milliseconds(1);
     std::chrono::nanoseconds warnAbove = std::chrono::microseconds(250);
     std::chrono::nanoseconds errorAbove = std::chrono::milliseconds(1);
@@ -26,7 +35,9 @@ struct Options
     std::vector<FollowedFile> files;
     std::vector<StateRule> states;
     std::optional<common::log::trace::EnablingState> selfTrace;
-    bool isList = false;                                          ///< only shows the units
+    std::string stateDirectory;                                   ///< in which states are saved; need not be there
+    std::string root;                                             ///< below which the type file lies
+    bool isSaving = false;                                        ///< at the end of the run
     std::chrono::nanoseconds duration = std::chrono::seconds(20); ///< 0 for ever
 };
 

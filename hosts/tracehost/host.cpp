@@ -6,6 +6,7 @@
 #include "inputs.h"
 #include "load.h"
 #include "loss_watch.h"
+#include "node_tree.h"
 #include "output_census.h"
 #include "privileges.h"
 #include "signals.h"
@@ -109,9 +110,10 @@ int runHost(Options const & options)
     OutputCensus census;
     std::string summary;
     Account account;
+    bool isSaved = true;
     {
         RecordTap const tap(tapOptions(census));
-        auto system = std::make_unique<TraceSystem>(options.states, options.selfTrace, calls);
+        auto system = std::make_unique<TraceSystem>(options, calls);
         Units const units = addUnits(*system, options);
         Inputs inputs;
         if (units.standardInput != nullptr) {
@@ -153,19 +155,33 @@ int runHost(Options const & options)
         starter.join();
         lossWatch.stop();
         lossWatch.thread().join();
+        isSaved = !options.isSaving || system->saveStates();
         system.reset(); // with it the handler, which writes what is queued
         summary = summarize();
     }
-    return writeSummary(summary) && account.addsUp() ? 0 : 1;
+    return writeSummary(summary) && account.addsUp() && isSaved ? 0 : 1;
 }
 
-std::string listUnits(Options const & options)
+Answer answerOf(Options const & options)
 {
     RecordTap const tap; // the worker of the handler has something to say of its start and its end
     common::log::trace::CallAccount calls;
-    TraceSystem system(options.states, options.selfTrace, calls);
+    TraceSystem system(options, calls);
     (void)addUnits(system, options);
-    return unitTable(system.states());
+    switch (options.mode) {
+    case Mode::list:
+        return {unitTable(system.states()), true};
+    case Mode::tree:
+        return {nodeTree(system.service()), true};
+    default:
+        break;
+    }
+    common::log::trace::TraceResult const result = system.forgetStates();
+    if (result == common::log::trace::TRACE_NO_SAVED_DATA) {
+        return {"Nothing was saved in " + options.stateDirectory + "\n", true};
+    }
+    bool const isDone = !isFailure(result);
+    return {isDone ? "Deleted the states that were saved in " + options.stateDirectory + "\n" : "", isDone};
 }
 
 } // namespace tracehost

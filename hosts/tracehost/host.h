@@ -14,7 +14,14 @@ namespace tracehost {
 /// @throws std::system_error where a thread cannot be started
 int runHost(Options const & options);
 
-/// The units that such a run would have, with their states, as a table. Starts none of them.
-std::string listUnits(Options const & options);
+/// What a mode other than a run has to say on standard output.
+struct Answer
+{
+    std::string text;
+    bool isDone; ///< what failed was traced
+};
+
+/// Sets up what a run would have, and starts none of it: no task and no input.
+Answer answerOf(Options const & options);
 
 } // namespace tracehost

@@ -22,9 +22,9 @@ int main(int argumentCount, char ** arguments)
     try {
         tracehost::reserveStandardDescriptors();
         tracehost::CommandLine const commandLine = tracehost::parseCommandLine(argumentCount, arguments);
-        if (commandLine.options && commandLine.options->isList) {
-            std::string const table = tracehost::listUnits(*commandLine.options);
-            return tracehost::writeWithin(STDOUT_FILENO, table, kWriteLimit) ? kDone : kFailed;
+        if (commandLine.options && commandLine.options->mode != tracehost::Mode::run) {
+            tracehost::Answer const answer = tracehost::answerOf(*commandLine.options);
+            return tracehost::writeWithin(STDOUT_FILENO, answer.text, kWriteLimit) && answer.isDone ? kDone : kFailed;
         }
         if (commandLine.options) {
             return tracehost::runHost(*commandLine.options);

@@ -1,19 +1,21 @@
 #pragma once
 
-#include "state_rules.h"
+#include "command_line.h"
 
+#include <common/log/host/file_store.h>
+#include <common/log/host/node_service.h>
 #include <common/log/trace.h>
 
 #include <deque>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace tracehost {
 
-/// The trace library as this program holds it: constructed, and ended, in the order that the library asks for. With the
-/// end, all that is queued is written, and what it waits for is the stream.
+/// The trace library as this program holds it, with a store for its states and a service for its nodes: constructed, and
+/// ended, in the order that the library asks for. With the end, all that is queued is written, and what it waits for is
+/// the stream.
 ///
 /// Threads    Constructed before and destroyed after all threads that trace.
 class TraceSystem
@@ -24,13 +26,11 @@ public:
         std::string name;
         common::log::trace::EnablingState given;
         common::log::trace::EnablingState current;
+        bool isSaved; ///< for this unit a state is saved
     };
 
-    /// @param rules      decide over the given state of each unit; outlive this object, as does `account`
-    /// @param selfTrace  what the library's own unit is switched to; its errors alone without it
-    TraceSystem(std::vector<StateRule> const & rules,
-                std::optional<common::log::trace::EnablingState> const & selfTrace,
-                common::log::trace::CallAccount & account);
+    /// @param options  outlives this object, as does `account`
+    TraceSystem(Options const & options, common::log::trace::CallAccount & account);
     TraceSystem(TraceSystem const &) = delete;
     TraceSystem & operator=(TraceSystem const &) = delete;
     ~TraceSystem();
@@ -41,20 +41,40 @@ public:
     /// @throws std::runtime_error where the name is refused
     common::log::trace::CountedLog & add(std::string const & name);
 
-    /// All registered units by name, the library's own included.
-    std::vector<UnitState> states() const;
+    common::log::host::NodeService & service() { return m_service; }
+
+    /// All registered units by name, the library's own included. While no other thread traces.
+    std::vector<UnitState> states();
+
+    /// Saves the states in force by a request to the node for it, as any client would.
+    ///
+    /// @return false where that failed, which the unit host.store has traced
+    bool saveStates();
+
+    /// Deletes what is saved.
+    ///
+    /// @return TRACE_OK, TRACE_NO_SAVED_DATA or a failure
+    common::log::trace::TraceResult forgetStates();
 
 private:
+    common::log::trace::EnablingState stateAtRegistration(std::string const & name,
+                                                          common::log::trace::EnablingState const & given);
+
+    Options const & m_options;
+    common::log::trace::CallAccount & m_account;
+    common::log::host::FileStore m_store;
     // The order of the end is the reverse one: the handler writes what is queued before the library's voice goes.
     common::log::trace::InternalTrace m_internalTrace;
     std::shared_ptr<common::log::trace::Handler> m_handler;
     std::shared_ptr<common::log::trace::Manager> m_manager;
     std::deque<common::log::trace::CountedLog> m_units;
-    std::vector<StateRule> const & m_rules;
-    common::log::trace::CallAccount & m_account;
+    common::log::trace::CountedLog * m_nodeFaults = nullptr;
+    common::log::trace::CountedLog * m_storeFaults = nullptr;
+    common::log::host::NodeService m_service;
+    common::log::trace::NodebusProvider m_provider;
 };
 
-/// The units as a table: name, state at registration, state of now, in the letters of --state.
+/// The units as a table: name, state at registration, state of now, in the letters of --state, and where it is from.
 std::string unitTable(std::vector<TraceSystem::UnitState> const & states);
 
 } // namespace tracehost

@@ -83,8 +83,8 @@ TEST(CommandLine, HelpNamesEachOptionAndItsDefaultInAHundredColumns)
     EXPECT_FALSE(parsed.options);
     for (char const * const text :
          {"--period DURATION=1ms", "--warn-above DURATION=250us", "--error-above DURATION=1ms", "--priority N=80",
-          "--cpu N", "--load [N]", "--follow FILE", "--state PATTERN=FLAGS", "--self-trace FLAGS", "--list",
-          "--duration DURATION=20s", "--help", "--version"}) {
+          "--cpu N", "--load [N]", "--follow FILE", "--state PATTERN=FLAGS", "--self-trace FLAGS", "--list", "--tree",
+          "--forget", "--save", "--root DIR", "--state-dir DIR", "--duration DURATION=20s", "--help", "--version"}) {
         EXPECT_THAT(parsed.output, testing::HasSubstr(text));
     }
     std::istringstream lines(parsed.output);

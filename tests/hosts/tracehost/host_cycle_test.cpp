@@ -76,7 +76,8 @@ TEST(HostCycle, GoesOnWithoutTheRightToRealTime)
     if (::geteuid() == 0) {
         command.insert(command.end(), {"setpriv", "--bounding-set=-sys_nice,-ipc_lock"});
     }
-    command.insert(command.end(), {TRACEHOST_PROGRAM, "--priority", "42", "--duration", "0", "--warn-above", "0us"});
+    command.insert(command.end(), {TRACEHOST_PROGRAM, "--priority", "42", "--duration", "0", "--warn-above", "0us",
+                                   "--state-dir", kNoStates});
     Process host(command);
     ASSERT_TRUE(host.waitForErrors("|Woke ")) << host.errors();
     host.send(SIGTERM);

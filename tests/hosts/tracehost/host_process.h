@@ -20,14 +20,23 @@ using common::log::test::Record;
 
 using Arguments = std::vector<std::string>;
 
-/// The command of the program, without a real-time priority, which would let the tests slow each other down, and
-/// without an end unless `arguments` give one.
+/// A place in which nothing is saved and nothing can be.
+constexpr char const * kNoStates = "/no/states";
+
+/// The command of the program, without a real-time priority, which would let the tests slow each other down, without
+/// an end and without saved states unless `arguments` give them.
 inline Arguments hostCommand(Arguments const & arguments)
 {
     Arguments command{TRACEHOST_PROGRAM, "--priority", "0"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    if (std::find(arguments.begin(), arguments.end(), "--duration") == arguments.end()) {
+    auto const isGiven = [&arguments](char const * option) {
+        return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
+    };
+    if (!isGiven("--duration")) {
         command.insert(command.end(), {"--duration", "0"});
+    }
+    if (!isGiven("--state-dir")) {
+        command.insert(command.end(), {"--state-dir", kNoStates});
     }
     return command;
 }

@@ -1,4 +1,5 @@
 #include "host_process.h"
+#include "temporary_folder.h"
 
 namespace tracehost::test {
 namespace {
@@ -59,6 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "--follow: 'x/a_b' makes a unit that exists already: input.a_b"},
         UseCase{{"--state", "cycle.*"}, "--state: 'cycle.*' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
         UseCase{{"--state", "cycle.*=x"}, "--state: 'cycle.*=x' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
+        UseCase{{"--root", "/"}, "--root: '/' has no file bfbs/common/log/trace/enablingstates.bfbs"},
+        UseCase{{"--list", "--tree"}, "--list excludes --tree"},
         UseCase{{"--self-trace", "mm"}, "--self-trace: 'mm' is not made of m, w, e, and not -"},
         UseCase{{"--state", "axis.*=m"}, "--state: no unit matches 'axis.*'"}),
     [](auto const & tested) { return caseName(tested.index, tested.param.arguments); });
@@ -81,17 +84,58 @@ TEST(HostUse, ShowsHelpAndVersionOnStandardOutput)
 TEST(HostUse, ListsItsUnitsWithTheirStatesAndStartsNone)
 {
     Process host({TRACEHOST_PROGRAM, "--list", "--state", "cycle.*=we", "--state", "host.loss=-", "--self-trace", "m",
-                  "--follow", "/no/such.log"});
+                  "--follow", "/no/such.log", "--state-dir", kNoStates});
     EXPECT_EQ(host.wait(), 0);
-    EXPECT_EQ(host.output(), "unit              default  current\n"
-                             "common.log.trace  e        m\n"
-                             "cycle.summary     we       we\n"
-                             "cycle.wakeup      we       we\n"
-                             "host.loss         -        -\n"
-                             "host.start        mwe      mwe\n"
-                             "input.stdin       mwe      mwe\n"
-                             "input.such_log    mwe      mwe\n");
+    EXPECT_EQ(host.output(), "unit              default  current  from\n"
+                             "common.log.trace  e        m        -\n"
+                             "cycle.summary     we       we       -\n"
+                             "cycle.wakeup      we       we       -\n"
+                             "host.loss         -        -        -\n"
+                             "host.nodes        mwe      mwe      -\n"
+                             "host.start        mwe      mwe      -\n"
+                             "host.store        mwe      mwe      -\n"
+                             "input.stdin       mwe      mwe      -\n"
+                             "input.such_log    mwe      mwe      -\n");
     EXPECT_THAT(messagesOf(host.errors(), "host.start"), testing::IsEmpty());
+}
+
+TEST(HostUse, ShowsItsNodesAsAClientFindsThem)
+{
+    Process host({TRACEHOST_PROGRAM, "--tree", "--state", "cycle.wakeup=w", "--state-dir", kNoStates});
+    EXPECT_EQ(host.wait(), 0);
+    for (char const * const line :
+         {"trace\n", "\n    admin\n      cfg  (Group)  The config node ", "\n        save  (Request)  This node saves ",
+          "\n    units  (Value -)  ", "\n      cycle  (Value w)  ", "\n        summary  (Value mwe)  "}) {
+        EXPECT_THAT(host.output(), testing::HasSubstr(line));
+    }
+}
+
+TEST(HostUse, KeepsItsStatesOverARestartUntilTheyAreForgotten)
+{
+    TemporaryFolder const folder;
+    Arguments const store{"--state-dir", folder.pathOf("states"), "--duration", "10ms"};
+    auto const run = [&store](Arguments arguments) {
+        arguments.insert(arguments.end(), store.begin(), store.end());
+        Process host(hostCommand(arguments));
+        EXPECT_EQ(host.wait(), 0) << host.errors();
+        return host.output();
+    };
+    (void)run({"--save", "--state", "cycle.*=w"});
+    std::string const saved = run({"--list"});
+    EXPECT_THAT(saved, testing::HasSubstr("\ncycle.wakeup      mwe      w        store\n"));
+    EXPECT_THAT(saved, testing::HasSubstr("\nhost.start        mwe      mwe      store\n"));
+    EXPECT_THAT(run({"--list", "--follow", "/new"}), testing::HasSubstr("\ninput.new         mwe      mwe      -\n"));
+    EXPECT_THAT(run({"--forget"}), testing::StartsWith("Deleted "));
+    EXPECT_THAT(run({"--forget"}), testing::StartsWith("Nothing was saved "));
+    EXPECT_THAT(run({"--list"}), testing::HasSubstr("\ncycle.wakeup      mwe      mwe      -\n"));
+}
+
+TEST(HostUse, SaysWhereItCannotSave)
+{
+    Process host(hostCommand({"--save", "--state-dir", "/proc/states", "--duration", "10ms"}));
+    EXPECT_EQ(host.wait(), 1);
+    EXPECT_THAT(messagesOf(host.errors(), "host.store"),
+                testing::ElementsAre("Cannot save the states of the units in /proc/states: NB_SUBMODULE_FAILURE"));
 }
 
 TEST(HostUse, LetsOutWhatTheLibraryTracesOfItself)
