@@ -19,7 +19,7 @@ struct PersistenceFake
 
     PersistenceFake()
     {
-        s_fake = this;
+        g_fake = this;
         itf.existsDirect = [](auto me, auto & file) { return called("existsDirect", me, file).exists; };
         itf.existsForRequest = [](auto me, auto & data, auto & file) {
             return called("exists", me, file, &data).exists;
@@ -32,8 +32,8 @@ struct PersistenceFake
         };
         itf.saveForRequest = [](auto me, auto & data, auto & states, auto & type, auto & name, auto & file) {
             called("save " + name, me, file, &data).saved = bytesOf(states);
-            s_fake->typeData = bytesOf(type);
-            return s_fake->result;
+            g_fake->typeData = bytesOf(type);
+            return g_fake->result;
         };
         itf.removeForRequest = [](auto me, auto & data, auto & file) {
             return called("remove", me, file, &data).result;
@@ -48,16 +48,16 @@ struct PersistenceFake
     static PersistenceFake & called(std::string const & function, void const * self, std::string const & file,
                                     Variant const * data = nullptr)
     {
-        EXPECT_TRUE(self == s_fake->itf.instance && file == fileName()) << function;
-        s_fake->during();
-        std::lock_guard<std::mutex> const lock(s_fake->mutex);
-        s_fake->calls += function + " ";
-        s_fake->request = data != nullptr ? data : s_fake->request;
-        return *s_fake;
+        EXPECT_TRUE(self == g_fake->itf.instance && file == fileName()) << function;
+        g_fake->during();
+        std::lock_guard<std::mutex> const lock(g_fake->mutex);
+        g_fake->calls += function + " ";
+        g_fake->request = data != nullptr ? data : g_fake->request;
+        return *g_fake;
     }
     std::int32_t load(Variant & out) const { return (void)out.setFlatbuffersCopy(saved.data(), saved.size()), result; }
 
-    static inline PersistenceFake * s_fake = nullptr;
+    static inline PersistenceFake * g_fake = nullptr;
     PersistenceHelperItf itf;
     bool exists = false;
     std::int32_t result = 5; ///< anything but a negative one is a success
