@@ -2,6 +2,8 @@
 // table and walks it, also for a single unit. Groups have 100 units, or all where there are fewer. The library's own
 // reports are switched off but for errors, as in a host.
 
+#include "empty_store.h"
+
 #include <common/log/trace.h>
 
 #include <benchmark/benchmark.h>
@@ -21,6 +23,7 @@ class Tree
 public:
     explicit Tree(std::int64_t size)
     {
+        common::log::benchmark::setEmptyStore(*manager);
         for (std::int64_t number = 0; number < size; ++number) {
             std::string const name = "machine.group" + std::to_string(number / 100) + ".unit" + std::to_string(number);
             m_units.push_back(std::make_unique<Log>(name.c_str(), nullptr));

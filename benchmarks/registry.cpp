@@ -2,6 +2,8 @@
 // against all that are there, and the type file is read for each. Nothing is saved. Switched off as in a host, but for
 // errors.
 
+#include "empty_store.h"
+
 #include <common/log/trace.h>
 
 #include <benchmark/benchmark.h>
@@ -22,13 +24,10 @@ void registering(benchmark::State & state)
         std::string const name = "machine.group" + std::to_string(number / 100) + ".unit" + std::to_string(number);
         units.push_back(std::make_unique<Log>(name.c_str(), nullptr));
     }
-    PersistenceHelperItf helper;
-    helper.existsDirect = [](void *, std::string const &) { return false; };
     std::int64_t refused = 0;
     for (auto _ : state) {
         Manager manager;
-        manager.setBundleRootPath(COMMON_LOG_TRACE_BUNDLE_ROOT);
-        manager.setPersistenceHelper(&helper);
+        common::log::benchmark::setEmptyStore(manager);
         for (std::unique_ptr<Log> const & unit : units) {
             refused += manager.addTraceUnit(unit.get(), {false, false, true}) != TRACE_OK ? 1 : 0;
         }
