@@ -25,74 +25,66 @@ std::int64_t nanosecondsOf(timespec const & time)
     return static_cast<std::int64_t>(time.tv_sec) * kPerSecond + time.tv_nsec;
 }
 
+std::error_code openBy(FileCall & call, int flags)
+{
+    bool const isPath = call.descriptor == FileOperations::kNoFolder;
+    call.opened = ::openat(isPath ? AT_FDCWD : call.descriptor, call.name,
+                           flags | O_CLOEXEC | (isPath ? 0 : O_NOFOLLOW), kFileRights);
+    return outcome(call.opened);
+}
+
+std::error_code readState(FileCall & call)
+{
+    struct stat read = {};
+    std::error_code const error =
+        outcome(::fstatat(call.descriptor, call.name, &read, AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW));
+    call.state.device = read.st_dev;
+    call.state.inode = read.st_ino;
+    call.state.bytes = static_cast<std::uint64_t>(read.st_size);
+    call.state.modifiedNanoseconds = nanosecondsOf(read.st_mtim);
+    call.state.changedNanoseconds = nanosecondsOf(read.st_ctim);
+    call.state.isRegular = S_ISREG(read.st_mode);
+    return error;
+}
+
+std::error_code counted(ssize_t result, FileCall & call)
+{
+    call.bytes = result > 0 ? static_cast<std::size_t>(result) : 0;
+    return outcome(result);
+}
+
 class SystemFileOperations : public FileOperations
 {
 public:
-    std::error_code open(int folder, char const * name, Mode mode, int & descriptor) override
+    std::error_code make(FileCall & call) override
     {
-        int flags = O_CLOEXEC;
-        switch (mode) {
-        case Mode::folder:
-            flags |= O_RDONLY | O_DIRECTORY;
-            break;
-        case Mode::read:
-            flags |= O_RDONLY | O_NONBLOCK | O_NOCTTY; // a pipe of that name shall not hold up its reader
-            break;
-        case Mode::create:
-            flags |= O_WRONLY | O_CREAT | O_EXCL;
-            break;
+        switch (call.kind) {
+        case Kind::openFolder:
+            return openBy(call, O_RDONLY | O_DIRECTORY);
+        case Kind::openToRead:
+            return openBy(call, O_RDONLY | O_NONBLOCK | O_NOCTTY); // a pipe of that name shall not hold up its reader
+        case Kind::create:
+            return openBy(call, O_WRONLY | O_CREAT | O_EXCL);
+        case Kind::makeFolder:
+            return outcome(::mkdirat(call.descriptor, call.name, kFolderRights));
+        case Kind::stateOf:
+            return readState(call);
+        case Kind::read:
+            return counted(::read(call.descriptor, call.buffer, call.size), call);
+        case Kind::write:
+            return counted(::write(call.descriptor, call.text.data(), call.text.size()), call);
+        case Kind::flush:
+            return outcome(::fsync(call.descriptor));
+        case Kind::close:
+            return outcome(::close(call.descriptor));
+        case Kind::rename:
+            return outcome(::renameat(call.descriptor, call.name, call.descriptor, call.newName));
+        case Kind::remove:
+            return outcome(::unlinkat(call.descriptor, call.name, 0));
+        case Kind::tryLock:
+            return outcome(::flock(call.descriptor, LOCK_EX | LOCK_NB));
         }
-        bool const isPath = folder == kNoFolder;
-        descriptor = ::openat(isPath ? AT_FDCWD : folder, name, isPath ? flags : flags | O_NOFOLLOW, kFileRights);
-        return outcome(descriptor);
-    }
-
-    std::error_code makeFolder(int folder, char const * name) override
-    {
-        return outcome(::mkdirat(folder, name, kFolderRights));
-    }
-
-    std::error_code stateOf(int descriptor, char const * name, FileState & state) override
-    {
-        struct stat read = {};
-        std::error_code const error = outcome(::fstatat(descriptor, name, &read, AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW));
-        state.device = read.st_dev;
-        state.inode = read.st_ino;
-        state.bytes = static_cast<std::uint64_t>(read.st_size);
-        state.modifiedNanoseconds = nanosecondsOf(read.st_mtim);
-        state.changedNanoseconds = nanosecondsOf(read.st_ctim);
-        state.isRegular = S_ISREG(read.st_mode);
-        return error;
-    }
-
-    std::error_code read(int file, char * buffer, std::size_t size, std::size_t & bytes) override
-    {
-        return counted(::read(file, buffer, size), bytes);
-    }
-
-    std::error_code write(int file, std::string_view text, std::size_t & bytes) override
-    {
-        return counted(::write(file, text.data(), text.size()), bytes);
-    }
-
-    std::error_code flush(int descriptor) override { return outcome(::fsync(descriptor)); }
-
-    std::error_code close(int descriptor) override { return outcome(::close(descriptor)); }
-
-    std::error_code rename(int folder, char const * from, char const * to) override
-    {
-        return outcome(::renameat(folder, from, folder, to));
-    }
-
-    std::error_code remove(int folder, char const * name) override { return outcome(::unlinkat(folder, name, 0)); }
-
-    std::error_code tryLock(int folder) override { return outcome(::flock(folder, LOCK_EX | LOCK_NB)); }
-
-private:
-    static std::error_code counted(ssize_t result, std::size_t & bytes)
-    {
-        bytes = result > 0 ? static_cast<std::size_t>(result) : 0;
-        return outcome(result);
+        return std::make_error_code(std::errc::invalid_argument);
     }
 };
 

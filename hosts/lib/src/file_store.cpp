@@ -22,8 +22,8 @@ using comm::nodebus::Variant;
 /// for, and some.
 constexpr std::chrono::milliseconds kTimeStep(20);
 
-constexpr std::size_t kQuoteBytes = 300; ///< of what a parser says, which may quote all of the file
-constexpr std::size_t kReasonBytes = 600;
+/// The record that shows a diagnosis has 255 characters, of which the library's own words take up to about 110.
+constexpr std::size_t kTextBytes = 140;
 
 struct Diagnosis
 {
@@ -49,12 +49,11 @@ bool isSettled(FileState const & state)
     return std::chrono::abs(age) > kTimeStep; // of the future is as good: the next change is not
 }
 
-/// What may quote the file, or its name, goes into a record: one line, of bounded length.
-std::string presentable(std::string text, std::size_t limitBytes)
+/// A text that may quote the file, or its name, goes into a record: one line, of bounded length.
+std::string presentable(std::string text)
 {
-    if (text.size() > limitBytes) {
-        text.resize(limitBytes);
-        text += "...";
+    if (text.size() > kTextBytes) {
+        text.replace(kTextBytes - 3, std::string::npos, "...");
     }
     auto const isControl = [](char character) {
         return static_cast<unsigned char>(character) < ' ' || character == '\x7f';
@@ -172,14 +171,14 @@ std::shared_ptr<FileStore::Loaded const> FileStore::loadedFrom(std::string const
         if (!failure.isOfContent()) {
             throw;
         }
-        std::string outcome = "; set aside";
+        std::string outcome = "set aside: ";
         try {
             m_refused = std::make_unique<Refused const>(Refused{fileName, now.state});
             folder.setFileAside(now.state);
         } catch (StoreFailure const & other) {
-            outcome = std::string("; cannot be set aside: ") + other.what();
+            outcome = std::string("cannot be set aside (") + other.what() + "): ";
         }
-        throw StoreFailure(failure.fault(), failure.number(), presentable(failure.what(), kQuoteBytes) + outcome);
+        throw StoreFailure(failure.fault(), failure.number(), outcome + failure.what());
     }
     std::shared_ptr<Loaded const> loaded = std::make_shared<Loaded const>(std::move(now));
     if (canBeKept) {
@@ -210,8 +209,7 @@ std::int32_t FileStore::keep(StoreOperation operation, std::string const & fileN
         failure.number() > 0 && (failure.fault() == StoreFault::syntax || failure.fault() == StoreFault::content);
     try {
         std::string const place = hasLine ? ":" + std::to_string(failure.number()) : std::string();
-        std::string const path = (std::filesystem::path(m_directory) / presentable(fileName, kQuoteBytes)).string();
-        std::string text = path + place + ": " + presentable(failure.what(), kReasonBytes);
+        std::string text = presentable(fileName + place + ": " + failure.what());
         t_last.store = this;
         t_last.diag = {static_cast<std::int32_t>(operation), static_cast<std::uint32_t>(failure.fault()),
                        failure.number(), std::move(text)};

@@ -111,9 +111,12 @@ void expectJson(std::string const & text)
         nlohmann::json const dropped = nlohmann::json::parse(
             text, [](int, nlohmann::json::parse_event_t, nlohmann::json const &) { return false; });
     } catch (nlohmann::json::parse_error const & error) {
-        throwSyntax(text, error.byte == 0 ? 0 : error.byte - 1, error.what());
+        std::string const reason = error.what(); // "[…] parse error at line LINE, column COLUMN: …"
+        throwSyntax(text, error.byte == 0 ? 0 : error.byte - 1,
+                    reason.substr(std::min(reason.find("column"), reason.size())));
     } catch (nlohmann::json::exception const & error) {
-        throw StoreFailure(StoreFault::syntax, 0, error.what());
+        std::string const reason = error.what(); // "[…] …"
+        throw StoreFailure(StoreFault::syntax, 0, reason.substr(std::min(reason.find("] ") + 2, reason.size())));
     }
 }
 

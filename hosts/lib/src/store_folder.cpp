@@ -10,6 +10,8 @@ namespace common::log::host {
 
 namespace {
 
+using Kind = FileCall::Kind;
+
 constexpr std::chrono::seconds kLockPatience(5);
 constexpr std::chrono::milliseconds kLockPause(1);
 constexpr std::size_t kReadBytes = 65'536;
@@ -86,15 +88,16 @@ public:
     std::string const & name() const { return m_name; }
     void placeAs(std::string const & fileName)
     {
-        throwOnError(uninterrupted([&] { return m_operations.rename(m_folder, m_name.c_str(), fileName.c_str()); }),
-                     "cannot be put in place");
+        throwOnError(
+            uninterrupted([&] { return m_operations.act(Kind::rename, m_folder, m_name.c_str(), fileName.c_str()); }),
+            "cannot be put in place");
         m_isPlaced = true;
     }
 
 private:
     void remove() const // one that stays is met by the creation
     {
-        (void)uninterrupted([&] { return m_operations.remove(m_folder, m_name.c_str()); });
+        (void)uninterrupted([&] { return m_operations.act(Kind::remove, m_folder, m_name.c_str()); });
     }
 
     FileOperations & m_operations;
@@ -113,14 +116,15 @@ StoreFolder::StoreFolder(FileOperations & operations, std::string const & direct
     m_fileName = parts.back();
     parts.back() = directory;
     std::rotate(parts.begin(), parts.end() - 1, parts.end());
+    m_folders.reserve(parts.size());
     int parent = FileOperations::kNoFolder;
     for (std::string const & part : parts) {
         int number = -1;
-        auto const open = [&] { return m_operations.open(parent, part.c_str(), FileOperations::Mode::folder, number); };
+        auto const open = [&] { return m_operations.open(Kind::openFolder, parent, part.c_str(), number); };
         std::error_code error = uninterrupted(open);
         if (error == std::errc::no_such_file_or_directory && missing == Missing::isMade &&
             parent != FileOperations::kNoFolder) {
-            error = uninterrupted([&] { return m_operations.makeFolder(parent, part.c_str()); });
+            error = uninterrupted([&] { return m_operations.act(Kind::makeFolder, parent, part.c_str()); });
             if (!error || error == std::errc::file_exists) { // somebody else may have been quicker
                 error = uninterrupted(open);
             }
@@ -150,9 +154,8 @@ FileState StoreFolder::stateOfFile() const
 Descriptor StoreFolder::openFile(FileState & state) const
 {
     int number = -1;
-    std::error_code const error = uninterrupted([&] {
-        return m_operations.open(m_folders.back().number(), m_fileName.c_str(), FileOperations::Mode::read, number);
-    });
+    std::error_code const error = uninterrupted(
+        [&] { return m_operations.open(Kind::openToRead, m_folders.back().number(), m_fileName.c_str(), number); });
     if (error == std::errc::too_many_symbolic_link_levels) {
         expectRegular({});
     }
@@ -204,11 +207,9 @@ void StoreFolder::replaceFile(std::string_view content)
 void StoreFolder::create(std::string const & name, std::string_view content) const
 {
     int number = -1;
-    throwOnError(uninterrupted([&] {
-                     return m_operations.open(m_folders.back().number(), name.c_str(), FileOperations::Mode::create,
-                                              number);
-                 }),
-                 name + " cannot be made");
+    throwOnError(
+        uninterrupted([&] { return m_operations.open(Kind::create, m_folders.back().number(), name.c_str(), number); }),
+        name + " cannot be made");
     Descriptor file(m_operations, number);
     while (!content.empty()) {
         std::size_t bytes = 0;
@@ -218,7 +219,7 @@ void StoreFolder::create(std::string const & name, std::string_view content) con
         }
         content.remove_prefix(bytes);
     }
-    throwOnError(uninterrupted([&] { return m_operations.flush(number); }), "cannot be brought to the disk");
+    throwOnError(uninterrupted([&] { return m_operations.act(Kind::flush, number); }), "cannot be brought to the disk");
     std::error_code const closed = file.close();
     if (closed != std::errc::interrupted) { // which changes nothing: it is closed
         throwOnError(closed, "cannot be closed");
@@ -229,7 +230,8 @@ void StoreFolder::removeFile()
 {
     (void)stateOfFile();
     int const folder = m_folders.back().number();
-    throwOnError(uninterrupted([&] { return m_operations.remove(folder, m_fileName.c_str()); }), "cannot be removed");
+    throwOnError(uninterrupted([&] { return m_operations.act(Kind::remove, folder, m_fileName.c_str()); }),
+                 "cannot be removed");
     flushNames();
 }
 
@@ -242,8 +244,9 @@ void StoreFolder::setFileAside(FileState const & state)
     }
     int const folder = m_folders.back().number();
     std::string const aside = m_fileName + ".bad";
-    throwOnError(uninterrupted([&] { return m_operations.rename(folder, m_fileName.c_str(), aside.c_str()); }),
-                 "cannot be renamed");
+    throwOnError(
+        uninterrupted([&] { return m_operations.act(Kind::rename, folder, m_fileName.c_str(), aside.c_str()); }),
+        "cannot be renamed");
 }
 
 void StoreFolder::lock() const
@@ -251,7 +254,7 @@ void StoreFolder::lock() const
     auto const limit = std::chrono::steady_clock::now() + kLockPatience;
     int const folder = m_folders.back().number();
     for (;;) {
-        std::error_code const error = uninterrupted([&] { return m_operations.tryLock(folder); });
+        std::error_code const error = uninterrupted([&] { return m_operations.act(Kind::tryLock, folder); });
         if (error != std::errc::resource_unavailable_try_again) {
             throwOnError(error, "its folder cannot be locked");
             return;
@@ -269,7 +272,7 @@ void StoreFolder::flushNames() const
     // All of them up to the directory: any folder may be new, also by the hand of a process that was killed before it
     // came to this.
     for (auto folder = m_folders.rbegin(); folder != m_folders.rend(); ++folder) {
-        std::error_code const error = uninterrupted([&] { return m_operations.flush(folder->number()); });
+        std::error_code const error = uninterrupted([&] { return m_operations.act(Kind::flush, folder->number()); });
         if (error != std::errc::invalid_argument && error != std::errc::not_supported) { // there is nothing to flush
             throwOnError(error, "done, but it may be lost if the machine stops");
         }

@@ -24,7 +24,7 @@ public:
     int number() const { return m_number; }
     std::error_code close()
     {
-        return m_number < 0 ? std::error_code() : m_operations->close(std::exchange(m_number, -1));
+        return m_number < 0 ? std::error_code() : m_operations->act(FileCall::Kind::close, std::exchange(m_number, -1));
     }
 
 private:

@@ -5,6 +5,7 @@
 
 #include <common/log/host/file_store.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +18,8 @@
 #include <vector>
 
 #include <stdlib.h>
+
+#include <gmock/gmock.h>
 
 #include <enablingstates_generated.h>
 
@@ -94,22 +97,21 @@ inline std::vector<std::string> unitsOf(Variant const & data)
 }
 
 /// A store as a Manager uses it.
-class Client
+struct Client
 {
-public:
     explicit Client(std::string const & directory, std::unique_ptr<FileOperations> operations = systemFileOperations())
-        : m_store(directory, std::move(operations)), m_helper(*m_store.helper())
+        : store(directory, std::move(operations))
     {}
 
     std::int32_t save(Variant const & data, std::string const & name = kFileName)
     {
-        return m_helper.saveForRequest(m_helper.instance, {}, data, typeData(), "enablingstates", name);
+        return itf.saveForRequest(itf.instance, {}, data, typeData(), "enablingstates", name);
     }
     std::int32_t load(std::vector<std::string> & units, std::string const & name = kFileName,
                       Variant const & type = typeData())
     {
         Variant out;
-        std::int32_t const result = m_helper.loadDirect(m_helper.instance, name, type, out);
+        std::int32_t const result = itf.loadDirect(itf.instance, name, type, out);
         units = result < 0 ? std::vector<std::string>() : unitsOf(out);
         return result;
     }
@@ -118,119 +120,78 @@ public:
         std::vector<std::string> units;
         return load(units) < 0 ? std::vector<std::string>{diag().diagText} : units;
     }
-    std::int32_t remove(std::string const & name = kFileName)
-    {
-        return m_helper.removeForRequest(m_helper.instance, {}, name);
-    }
-    bool exists(std::string const & name = kFileName) { return m_helper.existsDirect(m_helper.instance, name); }
+    std::int32_t remove(std::string const & name = kFileName) { return itf.removeForRequest(itf.instance, {}, name); }
+    bool exists(std::string const & name = kFileName) { return itf.existsDirect(itf.instance, name); }
     PersistenceDetailDiag diag()
     {
         PersistenceDetailDiag diag;
-        (void)m_helper.getDetailDiag(m_helper.instance, diag);
-        return diag;
+        return (void)itf.getDetailDiag(itf.instance, diag), diag;
     }
 
-private:
-    FileStore m_store;
-    PersistenceHelperItf const & m_helper;
+    FileStore store;
+    PersistenceHelperItf const & itf = *store.helper();
 };
 
-/// A call of the system that was made, with paths below the directory of the store (".").
-struct Call
-{
-    std::string name;
-    std::string path;
-    std::string target; ///< of a rename the new path, of a write what was written
-};
+constexpr std::int32_t failure(StoreFault fault) { return -static_cast<std::int32_t>(fault); }
 
 /// The system's operations, except where `before` answers for a call; all that succeed are noted.
 class WatchedOperations : public FileOperations
 {
 public:
+    struct Noted
+    {
+        Kind kind;
+        std::string path;   ///< that of the store's directory is "."
+        std::string target; ///< of a rename the new path, of a write what was to be written
+    };
     struct Answer
     {
-        int error = 0; ///< the call is not made
+        int error = 0; ///< the call is not made, or, of a close, was made
         bool isShort = false;
     };
-    using Before = std::function<Answer(Call const & call)>;
+    using Before = std::function<Answer(Noted const & call)>;
 
-    WatchedOperations(std::vector<Call> & calls, Before before) : m_calls(calls), m_before(std::move(before)) {}
+    WatchedOperations(std::vector<Noted> & calls, Before before) : m_calls(calls), m_before(std::move(before)) {}
 
-    std::error_code open(int folder, char const * name, Mode mode, int & descriptor) override
+    std::error_code make(FileCall & call) override
     {
-        std::string const path = folder == kNoFolder ? "." : pathOf(folder, name);
-        std::error_code const error = call({mode == Mode::create ? "create" : "open", path, ""},
-                                           [&](bool) { return m_real->open(folder, name, mode, descriptor); });
-        m_paths[descriptor] = path;
-        return error;
-    }
-    std::error_code makeFolder(int folder, char const * name) override
-    {
-        return call({"makeFolder", pathOf(folder, name), ""}, [&](bool) { return m_real->makeFolder(folder, name); });
-    }
-    std::error_code stateOf(int file, char const * name, FileState & state) override
-    {
-        return call({"stateOf", pathOf(file, name), ""}, [&](bool) { return m_real->stateOf(file, name, state); });
-    }
-    std::error_code read(int file, char * buffer, std::size_t size, std::size_t & bytes) override
-    {
-        return call({"read", m_paths[file], ""},
-                    [&](bool isShort) { return m_real->read(file, buffer, isShort ? 1 : size, bytes); });
-    }
-    std::error_code write(int file, std::string_view text, std::size_t & bytes) override
-    {
-        std::error_code const error = call({"write", m_paths[file], ""}, [&](bool isShort) {
-            return m_real->write(file, text.substr(0, isShort ? 1 : text.size()), bytes);
-        });
+        std::string const folder = call.descriptor == kNoFolder ? "" : m_paths[call.descriptor];
+        Noted noted{call.kind, folder.empty() ? "." : folder + (*call.name == 0 ? "" : "/") + call.name,
+                    call.kind == Kind::write ? std::string(call.text) : folder + "/" + call.newName};
+        Answer const answer = m_before ? m_before(noted) : Answer();
+        call.size = answer.isShort ? 1 : call.size;
+        call.text = call.text.substr(0, answer.isShort ? 1 : call.text.size());
+        bool const isMade = answer.error == 0 || call.kind == Kind::close;
+        std::error_code const error = isMade ? m_real->make(call) : std::error_code();
+        if (answer.error != 0) {
+            return {answer.error, std::generic_category()};
+        }
         if (!error) {
-            m_calls.back().target = text.substr(0, bytes);
+            m_paths[call.opened] = noted.path;
+            m_calls.push_back(std::move(noted));
         }
         return error;
-    }
-    std::error_code flush(int file) override
-    {
-        return call({"flush", m_paths[file], ""}, [&](bool) { return m_real->flush(file); });
-    }
-    std::error_code close(int file) override
-    {
-        (void)m_real->close(file);
-        return call({"close", m_paths[file], ""}, [](bool) { return std::error_code(); });
-    }
-    std::error_code rename(int folder, char const * from, char const * to) override
-    {
-        return call({"rename", pathOf(folder, from), pathOf(folder, to)},
-                    [&](bool) { return m_real->rename(folder, from, to); });
-    }
-    std::error_code remove(int folder, char const * name) override
-    {
-        return call({"remove", pathOf(folder, name), ""}, [&](bool) { return m_real->remove(folder, name); });
-    }
-    std::error_code tryLock(int folder) override
-    {
-        return call({"lock", m_paths[folder], ""}, [&](bool) { return m_real->tryLock(folder); });
     }
 
 private:
-    std::string pathOf(int folder, std::string const & name)
-    {
-        return name.empty() ? m_paths[folder] : m_paths[folder] + "/" + name;
-    }
-    template <typename Real>
-    std::error_code call(Call made, Real const & real)
-    {
-        Answer const answer = m_before ? m_before(made) : Answer();
-        std::error_code const error =
-            answer.error != 0 ? std::error_code(answer.error, std::generic_category()) : real(answer.isShort);
-        if (!error) {
-            m_calls.push_back(std::move(made));
-        }
-        return error;
-    }
-
     std::unique_ptr<FileOperations> m_real = systemFileOperations();
-    std::vector<Call> & m_calls;
+    std::vector<Noted> & m_calls;
     Before m_before;
     std::map<int, std::string> m_paths;
+};
+using Kind = FileCall::Kind;
+
+/// A store in an empty folder.
+struct WatchedStore
+{
+    explicit WatchedStore(WatchedOperations::Before before = nullptr)
+        : client(path, std::make_unique<WatchedOperations>(calls, std::move(before)))
+    {}
+
+    TemporaryFolder folder;
+    std::string path = folder.pathOf("");
+    std::vector<WatchedOperations::Noted> calls;
+    Client client;
 };
 
 } // namespace common::log::host::test

@@ -54,8 +54,8 @@ enum class StoreFault : std::uint32_t
 /// promise to keep the rename. Folders below the directory are made as needed; the directory itself has to be there.
 ///
 /// A file that does not pass the gate fails that load, is set aside as `NAME.bad`, in place of an earlier one, and counts
-/// as nothing saved from then on, also where it could not be renamed. So the library's report on the failed load is the
-/// one error record of it; this class writes none. A file that could not be read at all stays, and fails every load.
+/// as nothing saved from then on, also where it could not be renamed. The library reports the load that failed, once;
+/// this class writes no record. A file that could not be read at all stays, and fails every load.
 ///
 /// Names are paths below the directory, with "/" between their parts; absent parts, "." and ".." are refused, and links
 /// are never followed, wherever they lead.
@@ -69,8 +69,9 @@ enum class StoreFault : std::uint32_t
 ///            diagnosis.
 /// Real time  None of it.
 /// Errors     By negative results, with a diagnosis: the operation, the fault, a number of it, and a text of file, line
-///            or place, and reason. No exception leaves the helper's functions. Whether something is saved is answered
-///            with true where it cannot be told, so that the load that follows says why.
+///            or place, and reason, in at most 140 bytes, since records are short. No exception leaves the helper's
+///            functions. Whether something is saved is answered with true where it cannot be told, so that the load
+///            that follows says why.
 class FileStore
 {
 public:
