@@ -103,26 +103,26 @@ struct Client
         : store(directory, std::move(operations))
     {}
 
-    std::int32_t save(Variant const & data, std::string const & name = kFileName)
+    std::int32_t save(Variant const & data, std::string const & name = kFileName) const
     {
         return itf.saveForRequest(itf.instance, {}, data, typeData(), "enablingstates", name);
     }
     std::int32_t load(std::vector<std::string> & units, std::string const & name = kFileName,
-                      Variant const & type = typeData())
+                      Variant const & type = typeData()) const
     {
         Variant out;
         std::int32_t const result = itf.loadDirect(itf.instance, name, type, out);
         units = result < 0 ? std::vector<std::string>() : unitsOf(out);
         return result;
     }
-    std::vector<std::string> loaded()
+    std::vector<std::string> loaded() const
     {
         std::vector<std::string> units;
         return load(units) < 0 ? std::vector<std::string>{diag().diagText} : units;
     }
-    std::int32_t remove(std::string const & name = kFileName) { return itf.removeForRequest(itf.instance, {}, name); }
-    bool exists(std::string const & name = kFileName) { return itf.existsDirect(itf.instance, name); }
-    PersistenceDetailDiag diag()
+    std::int32_t remove(std::string const & name = kFileName) const { return itf.removeForRequest(itf.instance, {}, name); }
+    bool exists(std::string const & name = kFileName) const { return itf.existsDirect(itf.instance, name); }
+    PersistenceDetailDiag diag() const
     {
         PersistenceDetailDiag diag;
         return (void)itf.getDetailDiag(itf.instance, diag), diag;
