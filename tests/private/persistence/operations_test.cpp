@@ -1,7 +1,10 @@
 #include "persistence_fixture.h"
 
+#include "support/wire_table.h"
+
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 namespace common::log::test {
 
@@ -151,6 +154,33 @@ TEST_F(Persistence, SavesTheseVeryBytesOfAUnitAndLoadsThem)
 }
 
 // Each unit for itself. In some reports the name is what its string object holds: up to 15 characters, or an address.
+TEST_F(Persistence, SavesAllUnitsAsAnyReaderOfTheFormatFindsThem)
+{
+    std::map<std::string, std::string> const states{{"axis.a", "mwe"}, {"axis.b", ""}, {"plc", "we"}};
+    for (auto const & [name, flags] : states) {
+        auto const has = [&flags = flags](char flag) { return flags.find(flag) != std::string::npos; };
+        (void)registered(name, {has('m'), has('w'), has('e')});
+    }
+    EXPECT_EQ(run(save), TRACE_OK);
+    auto const * const bytes = reinterpret_cast<std::uint8_t const *>(persistence.saved.data());
+    flatbuffers::Verifier verifier(bytes, persistence.saved.size());
+    EXPECT_TRUE(fbs::VerifyEnablingStatesBuffer(verifier));
+
+    WireTable const saved(persistence.saved);
+    EXPECT_EQ(saved.text(1), "Win32_Emulation");
+    std::map<std::string, std::string> found;
+    for (WireTable const & state : saved.tables(0)) {
+        std::string & flags = found[state.text(0)];
+        for (std::size_t id = 1; id <= 3; ++id) {
+            if (state.has(id)) { // what is off is not stored
+                EXPECT_EQ(state.byte(id), 1);
+                flags += "mwe"[id - 1];
+            }
+        }
+    }
+    EXPECT_EQ(found, states);
+}
+
 TEST_F(Persistence, LoadsTheUnitsBehindOneThatFailsAndReportsNamesAsEver)
 {
     Log const & axis = registered("axis");
