@@ -4,10 +4,13 @@
 
 #include <functional>
 #include <iostream>
+#include <list>
+#include <map>
 #include <mutex>
 #include <streambuf>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -98,10 +101,10 @@ public:
     explicit RecordStream(Receiver receiver) : m_receiver(std::move(receiver)) {}
 
 private:
-    static std::string & record()
+    std::string & record()
     {
-        thread_local std::string t_record;
-        return t_record;
+        std::lock_guard<std::mutex> const lock(m_mutex);
+        return m_records[std::this_thread::get_id()];
     }
     std::streamsize xsputn(char const * text, std::streamsize size) override
     {
@@ -110,12 +113,21 @@ private:
     }
     int sync() override
     {
-        std::string const whole = std::exchange(record(), {}); // what the receiver writes is a record of its own
-        m_receiver(std::string_view(whole).substr(whole.rfind('\n', 0) == 0 ? 1 : 0));
+        std::string whole = std::exchange(record(), {}); // what the receiver writes is a record of its own
+        std::unique_lock<std::mutex> lock(m_mutex);
+        auto const handed = m_handed.insert(m_handed.end(), std::move(whole));
+        lock.unlock();
+        m_receiver(std::string_view(*handed).substr(handed->rfind('\n', 0) == 0 ? 1 : 0));
+        lock.lock();
+        m_handed.erase(handed);
         return 0;
     }
 
     Receiver m_receiver;
+    std::mutex m_mutex;
+    // The texts are the stream's and not the threads' own: a worker that is taken away destroys nothing.
+    std::map<std::thread::id, std::string> m_records;
+    std::list<std::string> m_handed; ///< to the receiver, on whichever thread
 };
 
 } // namespace common::log::test
