@@ -19,6 +19,7 @@ namespace {
 
 constexpr char const * kSave = "save";
 constexpr char const * kLoad = "load";
+// NOLINTNEXTLINE(readability-identifier-naming): known by this name
 std::vector<std::string> const ConfigNodeNames{kSave, kLoad};
 
 constexpr std::size_t kPartsOfNode = 4;
