@@ -55,7 +55,7 @@ void addChildren(NodeService & service, std::string const & address, std::string
     }
     for (std::string const & name : answer.value->getStrings()) {
         std::string const child = address.empty() ? name : address + "/" + name;
-        text += indent + name + description(service, child) + "\n";
+        text.append(indent).append(name).append(description(service, child)).append("\n");
         addChildren(service, child, indent + "  ", text);
     }
 }

@@ -131,7 +131,7 @@ protected:
     /// What was written since the last call.
     std::vector<std::string> takeLines()
     {
-        std::vector<std::string> const lines = comparable(stream.text());
+        std::vector<std::string> lines = comparable(stream.text());
         stream.clear();
         return lines;
     }
