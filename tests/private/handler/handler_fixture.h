@@ -61,7 +61,7 @@ protected:
         stream.clear();
         EXPECT_EQ(handler->addTraceData(entryOfType(trace::DATA_TERMINATE)), trace::TRACE_OK);
         EXPECT_EQ(layer.runWorker(), trace::TRACE_OK);
-        std::vector<std::string> const records = written();
+        std::vector<std::string> records = written();
         if (records.size() < 2) {
             ADD_FAILURE() << "no first and last record of the worker";
             return records;
