@@ -120,7 +120,10 @@ struct Client
         std::vector<std::string> units;
         return load(units) < 0 ? std::vector<std::string>{diag().diagText} : units;
     }
-    std::int32_t remove(std::string const & name = kFileName) const { return itf.removeForRequest(itf.instance, {}, name); }
+    std::int32_t remove(std::string const & name = kFileName) const
+    {
+        return itf.removeForRequest(itf.instance, {}, name);
+    }
     bool exists(std::string const & name = kFileName) const { return itf.existsDirect(itf.instance, name); }
     PersistenceDetailDiag diag() const
     {
