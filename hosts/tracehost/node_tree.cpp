@@ -54,7 +54,8 @@ void addChildren(NodeService & service, std::string const & address, std::string
         return;
     }
     for (std::string const & name : answer.value->getStrings()) {
-        std::string const child = address.empty() ? name : address + "/" + name;
+        std::string child = address;
+        child.append(address.empty() ? "" : "/").append(name);
         text.append(indent).append(name).append(description(service, child)).append("\n");
         addChildren(service, child, indent + "  ", text);
     }

@@ -39,7 +39,7 @@ public:
         std::size_t const start = target(place(id));
         std::vector<WireTable> elements;
         for (std::uint32_t i = 1; i <= number<std::uint32_t>(m_buffer, start); ++i) {
-            elements.push_back({m_buffer, target(start + 4U * i)});
+            elements.push_back({m_buffer, target(start + std::size_t{4} * i)});
         }
         return elements;
     }

@@ -5,9 +5,7 @@
 namespace common::log::test {
 
 using namespace common::log::trace;
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::ValuesIn;
 
 namespace {

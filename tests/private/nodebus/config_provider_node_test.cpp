@@ -9,7 +9,6 @@ namespace common::log::test {
 using namespace common::log::trace;
 using namespace comm::nodebus;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::ValuesIn;
 
@@ -191,10 +190,10 @@ TEST_P(ConfigNodeLoad, EndsInAStateForEachOutcome)
     EXPECT_EQ(axis.getEnablingState(), row.isDefault ? kWarningsOnly : EnablingState({true, false, false}));
     EXPECT_EQ(persistence.calls, row.calls);
     std::vector<std::string> own = takeReports();
-    own.erase(
-        std::remove_if(own.begin(), own.end(),
-                       [](std::string const & report) { return report.find("ConfigProviderNode") == report.npos; }),
-        own.end());
+    own.erase(std::remove_if(
+                  own.begin(), own.end(),
+                  [](std::string const & report) { return report.find("ConfigProviderNode") == std::string::npos; }),
+              own.end());
     EXPECT_EQ(own, row.reports);
 }
 

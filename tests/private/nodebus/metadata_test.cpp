@@ -130,7 +130,7 @@ TEST_P(MetadataOf, DescribesTheNode)
     EXPECT_EQ(references, row.references);
     std::string const path = row.references.empty() ? "" : row.references.front().second;
     std::size_t found = 0;
-    for (auto at = bytes.find(path); !path.empty() && at != bytes.npos; at = bytes.find(path, at + 1)) {
+    for (auto at = bytes.find(path); !path.empty() && at != std::string::npos; at = bytes.find(path, at + 1)) {
         ++found;
     }
     EXPECT_EQ(found, row.references.size()) << "equal texts are not shared";

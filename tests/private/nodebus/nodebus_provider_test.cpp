@@ -10,7 +10,6 @@ namespace common::log::test {
 using namespace common::log::trace;
 using namespace comm::nodebus;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
@@ -68,9 +67,10 @@ protected:
         provider.start(new RecordingProvider(calls, failing, failure));
         provider.stop();
         reports = takeReports();
-        reports.erase(std::remove_if(reports.begin(), reports.end(),
-                                     [](std::string const & report) { return report.find("onCreate") != report.npos; }),
-                      reports.end());
+        reports.erase(
+            std::remove_if(reports.begin(), reports.end(),
+                           [](std::string const & report) { return report.find("onCreate") != std::string::npos; }),
+            reports.end());
     }
 
     ScopedEnvironment snap{"SNAP_NAME", "s"};
