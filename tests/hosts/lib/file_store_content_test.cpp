@@ -30,7 +30,7 @@ struct Refusal
     char const * text;
 };
 
-std::string const kMachineField = "\"machineIdentification\": \"machine\"";
+std::string const kMachineField = R"("machineIdentification": "machine")";
 
 std::vector<Refusal> const kRefusals{
     {"", StoreFault::syntax, 1, "unexpected end"},
@@ -41,14 +41,14 @@ std::vector<Refusal> const kRefusals{
     {"{\"states\": [], // none\n" + kMachineField + "}", StoreFault::syntax, 1, "syntax error"},
     {"{\"states\": [], " + kMachineField + ",}", StoreFault::syntax, 1, "syntax error"},
     {"{\"states\": [], \"machineIdentification\": \"\xe9\"}", StoreFault::syntax, 1, "UTF-8"},
-    {"{\"states\": 1e999}", StoreFault::syntax, 0, "number overflow"},
+    {R"({"states": 1e999})", StoreFault::syntax, 0, "number overflow"},
     {std::string(100'000, '['), StoreFault::syntax, 1, "unexpected end"},
     {std::string(100'000, '[') + std::string(100'000, ']'), StoreFault::content, 1, "expecting: {"},
     {"{\"states\": [],\n\"more\\nlines\": 1}", StoreFault::content, 2, "unknown field"},
     {"{\"states\": [],\n\"states\": [], " + kMachineField + "}", StoreFault::content, 2, "more than once"},
-    {"{\"states\": [{\"name\": 5}], " + kMachineField + "}", StoreFault::content, 1, "string constant"},
-    {"{\"states\": []}", StoreFault::content, 1, "machineIdentification"},
-    {"{\"states\": [{\"errors\": true}], " + kMachineField + "}", StoreFault::content, 1, "name"},
+    {R"({"states": [{"name": 5}], )" + kMachineField + "}", StoreFault::content, 1, "string constant"},
+    {R"({"states": []})", StoreFault::content, 1, "machineIdentification"},
+    {R"({"states": [{"errors": true}], )" + kMachineField + "}", StoreFault::content, 1, "name"},
     {std::string(FileStore::kLimitBytes + 1, ' '), StoreFault::size, 16'777'217, "above the limit"},
 };
 
@@ -150,10 +150,10 @@ TEST_F(FileStoreContent, HasToHoldWhatTheTypeDoesNotRequire)
 {
     Variant const type = typeOf("table Unit { name: string; messages: bool; warnings: bool; errors: bool; more: int; }"
                                 "table Units { states: [Unit]; machineIdentification: string; } root_type Units;");
-    put("{\"states\": [{\"name\": \"axis\", \"more\": 1}, {\"errors\": true}], " + kMachineField + "}");
+    put(R"({"states": [{"name": "axis", "more": 1}, {"errors": true}], )" + kMachineField + "}");
     EXPECT_EQ(client.load(units, kFileName, type), failure(StoreFault::field));
     EXPECT_EQ(client.diag().diagThird, 1);
-    put("{\"states\": []}");
+    put(R"({"states": []})");
     EXPECT_EQ(client.load(units, kFileName, type), failure(StoreFault::field));
     EXPECT_EQ(client.diag().diagThird, -1);
 }
