@@ -3,6 +3,7 @@
 // 320,000 a second, less what the worker needs for a drain and how late it wakes.
 
 #include "figures.h"
+#include "measured_call.h"
 
 #include <common/log/host/record_tap.h>
 #include <common/log/trace.h>
@@ -44,13 +45,7 @@ struct Run
 /// not one that is missed as a whole: that would test the scheduler and not the queue.
 Run run(trace::Log & unit, unsigned int rate, std::int64_t duration)
 {
-    trace::LogParametersExtended parameters;
-    parameters.componentName = "axis";
-    parameters.snapName = "machine";
-    parameters.fileName = "axis_control.cpp";
-    parameters.functionName = "AxisControl::cycle";
-    parameters.line = 118;
-    parameters.format = "axis %d position %.3f deviation %.3f state %s";
+    trace::LogParametersExtended const parameters = measuredParameters();
 
     Run run;
     std::int64_t const start = nanoseconds();

@@ -4,6 +4,7 @@
 
 #include "drained_handler.h"
 #include "figures.h"
+#include "measured_call.h"
 #include "trace_queue.h"
 
 #include <pthread.h>
@@ -23,7 +24,6 @@ using namespace common::log::benchmarks;
 
 constexpr unsigned int kWarning = 0x080E0112;
 constexpr unsigned int kCalls = 1'000'000; // of each kind, by all producers together
-constexpr char const * kFormat = "axis %d position %.3f deviation %.3f state %s";
 
 /// A changing value, so that the text differs from call to call.
 double positionOf(unsigned int call) { return 12.125 + call % 1000; }
@@ -34,13 +34,7 @@ struct RealTimeCall
 
     bool operator()(unsigned int call) const
     {
-        trace::LogParametersExtended parameters;
-        parameters.componentName = "axis";
-        parameters.snapName = "machine";
-        parameters.fileName = "axis_control.cpp";
-        parameters.functionName = "AxisControl::cycle";
-        parameters.line = 118;
-        parameters.format = kFormat;
+        trace::LogParametersExtended const parameters = measuredParameters();
         return unit.logRealTime(kWarning, parameters, 3, positionOf(call), -0.002, "moving") == trace::TRACE_OK;
     }
 };
@@ -55,8 +49,8 @@ struct FloorCall
     bool operator()(unsigned int call) const
     {
         record.traceData.timestamp = clock.getTimestamp();
-        (void)std::snprintf(record.traceData.message, sizeof record.traceData.message, kFormat, 3, positionOf(call),
-                            -0.002, "moving");
+        (void)std::snprintf(record.traceData.message, sizeof record.traceData.message, kMeasuredFormat, 3,
+                            positionOf(call), -0.002, "moving");
         return queue.push(record);
     }
 };
@@ -177,7 +171,7 @@ void measureDisabled()
     constexpr unsigned int kDisabledBlocks = 20'000;
     trace::Log unit("axis.silent", nullptr);
     trace::LogParametersExtended parameters;
-    parameters.format = kFormat;
+    parameters.format = kMeasuredFormat;
     trace::ILogRealTime & called = unit;
     unsigned int passed = 0;
     Durations durations(kDisabledBlocks);

@@ -3,6 +3,7 @@
 
 #include "drained_handler.h"
 #include "figures.h"
+#include "measured_call.h"
 
 #include <common/log/host/record_tap.h>
 
@@ -98,13 +99,7 @@ void measure(std::string const & name, int descriptor)
     DrainedHandler drained;
     trace::Log unit("axis.control", drained.handler());
     unit.setEnablingState(true);
-    trace::LogParametersExtended parameters;
-    parameters.componentName = "axis";
-    parameters.snapName = "machine";
-    parameters.fileName = "axis_control.cpp";
-    parameters.functionName = "AxisControl::cycle";
-    parameters.line = 118;
-    parameters.format = "axis %d position %.3f deviation %.3f state %s";
+    trace::LogParametersExtended const parameters = measuredParameters();
 
     for (unsigned int round = 0; round != kRounds; ++round) {
         for (unsigned int i = 0; i != kRecords; ++i) {
