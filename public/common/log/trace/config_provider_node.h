@@ -2,23 +2,10 @@
 
 #include <comm/nodebus/i_provider_node.h>
 #include <common/log/export.h>
+#include <common/log/trace/metadata_forward.h>
 
 #include <memory>
 #include <string>
-
-namespace flatbuffers {
-
-class FlatBufferBuilder;
-template <typename Type>
-struct Offset;
-
-} // namespace flatbuffers
-
-namespace comm::nodebus {
-
-struct Metadata;
-
-} // namespace comm::nodebus
 
 namespace common::log::trace {
 
