@@ -1,10 +1,13 @@
 #include "command_line.h"
 
-#include "duration.h"
 #include "input_line.h"
 #include "paths.h"
 #include "privileges.h"
 #include "unit_names.h"
+
+#include <common/log/host/duration_text.h>
+#include <common/log/host/name_pattern.h>
+#include <common/log/host/state_text.h>
 
 #include <CLI/CLI.hpp>
 
@@ -19,6 +22,10 @@ namespace tracehost {
 
 namespace {
 
+using common::log::host::durationText;
+using common::log::host::matchesPattern;
+using common::log::host::parseDuration;
+using common::log::host::parseFlags;
 using std::chrono::nanoseconds;
 
 constexpr nanoseconds kShortestPeriod = std::chrono::microseconds(10);

@@ -1,7 +1,6 @@
 #include "host.h"
 
 #include "cycle.h"
-#include "duration.h"
 #include "end_guard.h"
 #include "inputs.h"
 #include "load.h"
@@ -14,6 +13,7 @@
 #include "trace_system.h"
 #include "unit_names.h"
 
+#include <common/log/host/duration_text.h>
 #include <common/log/host/fatal_signals.h>
 #include <common/log/host/record_tap.h>
 
@@ -99,7 +99,8 @@ static void traceStart(CountedLog & unit, Options const & options, std::string c
         COMMON_LOG_WARNING(unit, "Running without %s", refusals.c_str());
     }
     COMMON_LOG_MESSAGE(unit, "Version %s: period %s, load threads %u, followed files %zu", TRACEHOST_VERSION,
-                       durationText(options.period).c_str(), options.loadThreads, options.files.size());
+                       common::log::host::durationText(options.period).c_str(), options.loadThreads,
+                       options.files.size());
 }
 
 int runHost(Options const & options)

@@ -1,6 +1,6 @@
 #include "node_tree.h"
 
-#include "state_rules.h"
+#include <common/log/host/state_text.h>
 
 #include <flatbuffers/flatbuffers.h>
 #include <metadata_generated.h>
@@ -24,7 +24,7 @@ std::string stateOf(NodeService & service, std::string const & address)
         return answer.result.toString();
     }
     std::vector<bool> const flags = answer.value->getArray<bool>();
-    return flags.size() == kFlags ? flagsText({flags[0], flags[1], flags[2]}) : "?";
+    return flags.size() == kFlags ? common::log::host::flagsText({flags[0], flags[1], flags[2]}) : "?";
 }
 
 /// Kind, state and description; empty for a level that only leads to nodes.

@@ -2,6 +2,8 @@
 
 #include "unit_names.h"
 
+#include <common/log/host/state_text.h>
+
 #include <flatbuffers/flatbuffers.h>
 #include <persistenceparam_generated.h>
 
@@ -116,7 +118,8 @@ std::string unitTable(std::vector<TraceSystem::UnitState> const & states)
 {
     std::vector<std::vector<std::string>> rows{{"unit", "default", "current", "from"}};
     for (TraceSystem::UnitState const & state : states) {
-        rows.push_back({state.name, flagsText(state.given), flagsText(state.current), state.isSaved ? "store" : "-"});
+        rows.push_back({state.name, common::log::host::flagsText(state.given),
+                        common::log::host::flagsText(state.current), state.isSaved ? "store" : "-"});
     }
     std::string table;
     for (std::vector<std::string> const & row : rows) {

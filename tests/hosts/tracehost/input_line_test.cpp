@@ -1,6 +1,5 @@
 #include "input_line.h"
 
-#include "duration.h"
 #include "line_splitter.h"
 
 #include <gmock/gmock.h>
@@ -70,34 +69,6 @@ TEST(InputLine, TakesASeverityOffAsTheSystemJournalDoes)
         InputLine const parsed = parseInputLine(line);
         EXPECT_EQ(parsed.severity, tested.severity) << tested.line;
         EXPECT_STREQ(parsed.text, tested.text) << tested.line;
-    }
-}
-
-TEST(Duration, IsAWholeNumberWithAUnit)
-{
-    struct
-    {
-        char const * text;
-        std::int64_t nanoseconds;
-    } const cases[] = {{"1ns", 1},
-                       {"250us", 250'000},
-                       {"1ms", 1'000'000},
-                       {"20s", 20'000'000'000},
-                       {"2m", 120'000'000'000},
-                       {"1h", 3'600'000'000'000},
-                       {"0us", 0},
-                       {"9223372036854775807ns", 9'223'372'036'854'775'807},
-                       {"2562047h", 9'223'369'200'000'000'000}};
-    for (auto const & tested : cases) {
-        auto const parsed = parseDuration(tested.text);
-        ASSERT_TRUE(parsed) << tested.text;
-        EXPECT_EQ(parsed->count(), tested.nanoseconds) << tested.text;
-        EXPECT_EQ(parseDuration(durationText(*parsed)), parsed) << tested.text;
-    }
-    for (char const * const wrong :
-         {"", "0", "1", "us", "1 us", " 1us", "1us ", "-1us", "+1us", "1.5ms", "1e3us", "1US", "1min", "0x1us",
-          "9223372036854775808ns", "2562048h", "99999999999999999999s"}) {
-        EXPECT_FALSE(parseDuration(wrong)) << wrong;
     }
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace tracehost {
+namespace common::log::host {
 
 /// A whole number with one of the units ns, us, ms, s, m, h directly behind it, such as 250us.
 ///
@@ -16,4 +16,4 @@ std::optional<std::chrono::nanoseconds> parseDuration(std::string_view text);
 /// In the largest unit that gives a whole number: what `parseDuration` reads back.
 std::string durationText(std::chrono::nanoseconds duration);
 
-} // namespace tracehost
+} // namespace common::log::host

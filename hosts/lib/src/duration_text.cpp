@@ -1,11 +1,11 @@
-#include "duration.h"
+#include <common/log/host/duration_text.h>
 
 #include <array>
 #include <charconv>
 #include <cstdint>
 #include <limits>
 
-namespace tracehost {
+namespace common::log::host {
 
 namespace {
 
@@ -54,4 +54,4 @@ std::string durationText(std::chrono::nanoseconds duration)
     return {}; // not reached: every count is a whole number of nanoseconds
 }
 
-} // namespace tracehost
+} // namespace common::log::host
