@@ -1,6 +1,7 @@
 #include "paths.h"
 
-#include <cstdlib>
+#include <common/log/host/environment.h>
+
 #include <filesystem>
 #include <initializer_list>
 #include <system_error>
@@ -9,23 +10,11 @@ namespace tracehost {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-/// An absolute path from the environment; relative ones do not count there.
-fs::path pathFromEnvironment(char const * name)
-{
-    char const * const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): ahead of all threads
-    fs::path const path = value != nullptr ? value : "";
-    return path.is_absolute() ? path : fs::path();
-}
-
-} // namespace
-
 std::string defaultStateDirectory()
 {
-    fs::path folder = pathFromEnvironment("XDG_STATE_HOME");
+    fs::path folder = common::log::host::pathFromEnvironment("XDG_STATE_HOME");
     if (folder.empty()) {
-        fs::path const home = pathFromEnvironment("HOME");
+        fs::path const home = common::log::host::pathFromEnvironment("HOME");
         folder = home.empty() ? "/var/lib" : home / ".local/state";
     }
     return folder / "tracehost";
