@@ -1,5 +1,6 @@
 #include "trace_system.h"
 
+#include "saved_states.h"
 #include "unit_names.h"
 
 #include <common/log/host/state_text.h>
@@ -15,17 +16,13 @@
 namespace tracehost {
 
 using namespace common::log::trace;
+using common::log::host::flagsText;
 
 constexpr char const * kTraceComponent = "host";
 
 namespace {
 
 constexpr char const * kOwnUnit = "common.log.trace";
-
-bool isSame(EnablingState const & left, EnablingState const & right)
-{
-    return left.messages == right.messages && left.warnings == right.warnings && left.errors == right.errors;
-}
 
 } // namespace
 
@@ -66,29 +63,16 @@ CountedLog & TraceSystem::add(std::string const & name)
     return unit;
 }
 
-EnablingState TraceSystem::stateAtRegistration(std::string const & name, EnablingState const & given)
+std::vector<TraceSystem::UnitState> TraceSystem::states() const
 {
-    Log probe(name.c_str(), nullptr);
-    (void)m_manager->addTraceUnit(&probe, given); // the name was free a moment ago
-    (void)m_manager->removeTraceUnit(&probe);
-    return probe.getEnablingState();
-}
-
-std::vector<TraceSystem::UnitState> TraceSystem::states()
-{
+    std::map<std::string, EnablingState> const saved = savedStates(m_store, m_options.root);
     std::unordered_map<std::string, Log *> units;
     (void)m_manager->getAllTraceUnits(units); // has no failure
     std::vector<UnitState> states;
     for (auto const & [name, unit] : units) {
-        EnablingState const given = unit->getDefaultEnablingState();
-        EnablingState const current = unit->getEnablingState();
-        // The library does not tell where a state is from. With a saved one it makes no difference what is given.
-        (void)m_manager->removeTraceUnit(unit);
-        bool const isSaved = isSame(stateAtRegistration(name, EnablingState{true, true, true}),
-                                    stateAtRegistration(name, EnablingState{}));
-        (void)m_manager->addTraceUnit(unit, given);
-        unit->setEnablingState(current);
-        states.push_back({name, given, current, isSaved});
+        auto const found = saved.find(name);
+        states.push_back({name, unit->getDefaultEnablingState(), unit->getEnablingState(),
+                          found == saved.end() ? std::nullopt : std::make_optional(found->second)});
     }
     std::sort(states.begin(), states.end(),
               [](auto const & left, auto const & right) { return left.name < right.name; });
@@ -116,21 +100,22 @@ TraceResult TraceSystem::forgetStates() { return m_manager->deleteEnablingStates
 
 std::string unitTable(std::vector<TraceSystem::UnitState> const & states)
 {
-    std::vector<std::vector<std::string>> rows{{"unit", "default", "current", "from"}};
+    std::vector<std::vector<std::string>> rows{{"unit", "default", "current", "saved"}};
     for (TraceSystem::UnitState const & state : states) {
-        rows.push_back({state.name, common::log::host::flagsText(state.given),
-                        common::log::host::flagsText(state.current), state.isSaved ? "store" : "-"});
+        rows.push_back({state.name, flagsText(state.given), flagsText(state.current),
+                        state.saved ? flagsText(*state.saved) : std::string()});
     }
     std::string table;
     for (std::vector<std::string> const & row : rows) {
+        std::string line;
         for (std::size_t column = 0; column < row.size(); ++column) {
             std::size_t width = 0;
             for (std::vector<std::string> const & other : rows) {
                 width = std::max(width, other[column].size() + 2);
             }
-            bool const isLast = column + 1 == row.size();
-            table += isLast ? row[column] + "\n" : row[column] + std::string(width - row[column].size(), ' ');
+            line += row[column] + std::string(width - row[column].size(), ' ');
         }
+        table += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
     }
     return table;
 }

@@ -8,6 +8,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ public:
         std::string name;
         common::log::trace::EnablingState given;
         common::log::trace::EnablingState current;
-        bool isSaved; ///< for this unit a state is saved
+        std::optional<common::log::trace::EnablingState> saved;
     };
 
     /// @param options  outlives this object, as does `account`
@@ -43,8 +44,8 @@ public:
 
     common::log::host::NodeService & service() { return m_service; }
 
-    /// All registered units by name, the library's own included. While no other thread traces.
-    std::vector<UnitState> states();
+    /// All registered units by name, the library's own included. While no unit is added.
+    std::vector<UnitState> states() const;
 
     /// Saves the states in force by a request to the node for it, as any client would.
     ///
@@ -57,9 +58,6 @@ public:
     common::log::trace::TraceResult forgetStates();
 
 private:
-    common::log::trace::EnablingState stateAtRegistration(std::string const & name,
-                                                          common::log::trace::EnablingState const & given);
-
     Options const & m_options;
     common::log::trace::CallAccount & m_account;
     common::log::host::FileStore m_store;
@@ -74,7 +72,8 @@ private:
     common::log::trace::NodebusProvider m_provider;
 };
 
-/// The units as a table: name, state at registration, state of now, in the letters of --state, and where it is from.
+/// The units as a table: name, state at registration, state of now, and what is saved if anything is,
+/// in the letters of --state.
 std::string unitTable(std::vector<TraceSystem::UnitState> const & states);
 
 } // namespace tracehost

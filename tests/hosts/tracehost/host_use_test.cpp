@@ -86,16 +86,16 @@ TEST(HostUse, ListsItsUnitsWithTheirStatesAndStartsNone)
     Process host({TRACEHOST_PROGRAM, "--list", "--state", "cycle.*=we", "--state", "host.loss=-", "--self-trace", "m",
                   "--follow", "/no/such.log", "--state-dir", kNoStates});
     EXPECT_EQ(host.wait(), 0);
-    EXPECT_EQ(host.output(), "unit              default  current  from\n"
-                             "common.log.trace  e        m        -\n"
-                             "cycle.summary     we       we       -\n"
-                             "cycle.wakeup      we       we       -\n"
-                             "host.loss         -        -        -\n"
-                             "host.nodes        mwe      mwe      -\n"
-                             "host.start        mwe      mwe      -\n"
-                             "host.store        mwe      mwe      -\n"
-                             "input.stdin       mwe      mwe      -\n"
-                             "input.such_log    mwe      mwe      -\n");
+    EXPECT_EQ(host.output(), "unit              default  current  saved\n"
+                             "common.log.trace  e        m\n"
+                             "cycle.summary     we       we\n"
+                             "cycle.wakeup      we       we\n"
+                             "host.loss         -        -\n"
+                             "host.nodes        mwe      mwe\n"
+                             "host.start        mwe      mwe\n"
+                             "host.store        mwe      mwe\n"
+                             "input.stdin       mwe      mwe\n"
+                             "input.such_log    mwe      mwe\n");
     EXPECT_THAT(messagesOf(host.errors(), "host.start"), testing::IsEmpty());
 }
 
@@ -122,12 +122,12 @@ TEST(HostUse, KeepsItsStatesOverARestartUntilTheyAreForgotten)
     };
     (void)run({"--save", "--state", "cycle.*=w"});
     std::string const saved = run({"--list"});
-    EXPECT_THAT(saved, testing::HasSubstr("\ncycle.wakeup      mwe      w        store\n"));
-    EXPECT_THAT(saved, testing::HasSubstr("\nhost.start        mwe      mwe      store\n"));
-    EXPECT_THAT(run({"--list", "--follow", "/new"}), testing::HasSubstr("\ninput.new         mwe      mwe      -\n"));
+    EXPECT_THAT(saved, testing::HasSubstr("\ncycle.wakeup      mwe      w        w\n"));
+    EXPECT_THAT(saved, testing::HasSubstr("\nhost.start        mwe      mwe      mwe\n"));
+    EXPECT_THAT(run({"--list", "--follow", "/new"}), testing::HasSubstr("\ninput.new         mwe      mwe\n"));
     EXPECT_THAT(run({"--forget"}), testing::StartsWith("Deleted "));
     EXPECT_THAT(run({"--forget"}), testing::StartsWith("Nothing was saved "));
-    EXPECT_THAT(run({"--list"}), testing::HasSubstr("\ncycle.wakeup      mwe      mwe      -\n"));
+    EXPECT_THAT(run({"--list"}), testing::HasSubstr("\ncycle.wakeup      mwe      mwe\n"));
 }
 
 TEST(HostUse, SaysWhereItCannotSave)
