@@ -40,8 +40,9 @@ struct RecordText
 /// @return nothing for what is no record of this system
 std::optional<RecordText> parseRecord(std::string_view record);
 
-/// A text for one line of a terminal: every control character (C0, DEL, C1) as an escape such as \n or \x1b, a
-/// backslash as it is, what is not UTF-8 as U+FFFD.
+/// A text for one line of a terminal: every control character (C0, DEL, C1) as an escape such as \n or \x1b, and so what
+/// parts lines or turns the direction of the text (\u2028 to \u202e, \u2066 to \u2069); a backslash as it is, what is
+/// not UTF-8 as U+FFFD.
 std::string printable(std::string_view text);
 
 /// One JSON object on one line, without a line end: {"number":N,"time":...}, see docs/door.md. A text that is no record
