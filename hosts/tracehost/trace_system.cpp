@@ -3,10 +3,8 @@
 #include "saved_states.h"
 #include "unit_names.h"
 
+#include <common/log/host/persistence_request.h>
 #include <common/log/host/state_text.h>
-
-#include <flatbuffers/flatbuffers.h>
-#include <persistenceparam_generated.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -83,12 +81,9 @@ bool TraceSystem::saveStates()
 {
     std::error_code ignored; // the store tells why it cannot save
     std::filesystem::create_directories(m_options.stateDirectory, ignored);
-    flatbuffers::FlatBufferBuilder builder;
-    builder.Finish(comm::nodebus::CreatePersistenceParamDirect(builder, "", "tracehost", "save"));
-    comm::nodebus::Variant request;
-    (void)request.setFlatbuffersView(builder.GetBufferPointer(), builder.GetSize());
-    std::string const address = "trace/" + common::log::SnapName().getSnapName() + "/admin/cfg/save";
-    comm::nodebus::NbResult const result = m_service.create(address, &request).result;
+    std::string const configuration = "trace/" + common::log::SnapName().getSnapName() + "/admin/cfg";
+    comm::nodebus::NbResult const result = common::log::host::requestPersistence(
+        m_service, configuration, common::log::host::PersistenceTask::save, "tracehost");
     if (isFailure(result)) {
         COMMON_LOG_ERROR(*m_storeFaults, "Cannot save the states of the units in %s: %s",
                          m_options.stateDirectory.c_str(), result.toString());
