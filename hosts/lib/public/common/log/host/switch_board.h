@@ -46,7 +46,7 @@ struct SwitchEvent
     {
         set,       ///< switched, by `author`
         putBack,   ///< a switch expired
-        leftAlone, ///< a switch expired, but somebody else had changed the unit meanwhile, and nothing was done
+        leftAlone, ///< a switch ended without anything being put back: somebody else had changed the unit
         gone,      ///< a switch expired, and the unit is not there any more
         failed,    ///< a switch expired, and the node refused; nothing more is tried
         saved,
@@ -54,11 +54,11 @@ struct SwitchEvent
     };
 
     Kind kind = Kind::set;
-    std::string address; ///< as it was written to
+    std::string address; ///< as it was written to; of the unit where a switch ends
     std::string before;  ///< the state in letters, see state_text.h; for a group "various" where its units differ
-    std::string now;
-    std::optional<std::chrono::system_clock::time_point> until{}; ///< none for a switch without an expiry
-    SwitchAuthor author{};
+    std::string now;     ///< likewise; what it should have become where the unit is gone or its node refused
+    std::optional<std::chrono::system_clock::time_point> until{}; ///< of the switch that is in force now, if any is
+    SwitchAuthor author{};                                        ///< of the switch that was made, or has ended
 };
 
 /// One line for a record: what, who, from where, old, new, until when (UTC, to the second).
@@ -70,12 +70,18 @@ std::string textOf(SwitchEvent const & event);
 /// A switch of a group is one of each unit that it has just then. Those of one unit lie on each other: the newest is in
 /// force, the end of it brings back the one below that still runs, and the end of the last one the state before the
 /// first. A switch without an expiry ends all those of its units. What another client, a load or a call changed in the
-/// meantime is left as it is. Running switches are kept in memory alone: with the process they end, since the state at
-/// the next start is the saved or the given one.
+/// meantime is left as it is, and ends the switches of the unit. That is told by its state alone: a unit that was removed
+/// and came back just as the switch had left it counts as the same one. Running switches are kept in memory alone: with
+/// the process they end, since the state at the next start is the saved or the given one.
+///
+/// The states of a group are read ahead of the write that switches it: a unit that is registered between the two is
+/// switched without an expiry.
 ///
 /// Ownership  The service outlives the board, as does what the report and the clock use.
-/// Threads    Any number at once; switches are made one after the other. A thread of its own puts back what is due. The
-///            report is called with no lock held, on the thread that switched.
+/// Threads    Any number at once; switches are made one after the other. A thread of its own puts back what is due. Not
+///            to be called by what handles a request or a change of state, since those that switch wait for it.
+/// Report     One event for each switch, and one for each unit where one ends, in that order, with no lock held, on a
+///            thread that switches or on the board's own. It may call the board. What it throws is dropped.
 /// Real time  None of it.
 class SwitchBoard
 {
@@ -89,7 +95,9 @@ public:
         std::string configuration; ///< such as "trace/machine/admin/cfg"
     };
 
-    /// @param clock  for tests; without one the steady clock of the system. Tests that move it call `expire`.
+    /// @param report  may be empty
+    /// @param clock   for tests; without one the steady clock of the system. With one there is no thread, and the test
+    ///                calls `expire`.
     SwitchBoard(NodeService & nodes, Addresses addresses, Report report, Clock clock = {});
     SwitchBoard(SwitchBoard const &) = delete;
     SwitchBoard & operator=(SwitchBoard const &) = delete;
@@ -109,7 +117,8 @@ public:
     /// @param address   of a unit or a group; any other node is written as it is, and cannot have an expiry
     /// @param value     handed to the node as it is
     /// @param duration  none for ever
-    /// @return what the node answered; NB_UNSUPPORTED for an expiry of what is no unit or group
+    /// @return what the node answered; NB_UNSUPPORTED for an expiry of what is no unit or group. Where a group fails, with
+    ///         the units that were switched all the same.
     Outcome write(std::string const & address, comm::nodebus::Variant const & value,
                   std::optional<std::chrono::seconds> duration, SwitchAuthor const & author);
 
@@ -120,7 +129,7 @@ public:
     };
 
     /// Has the states in force saved, by a request to the configuration node. Refused while switches with an expiry
-    /// run, which it would make permanent.
+    /// run, which it would make permanent, with NB_INVALID_OPERATION_MODE.
     ///
     /// @param isForced  saves all the same; the switches still expire
     SaveOutcome save(bool isForced, SwitchAuthor const & author);
