@@ -6,7 +6,6 @@
 #include "load.h"
 #include "loss_watch.h"
 #include "node_tree.h"
-#include "output_census.h"
 #include "privileges.h"
 #include "signals.h"
 #include "summary.h"
@@ -15,6 +14,7 @@
 
 #include <common/log/host/duration_text.h>
 #include <common/log/host/fatal_signals.h>
+#include <common/log/host/record_census.h>
 #include <common/log/host/record_tap.h>
 
 #include <cstdint>
@@ -29,6 +29,7 @@ constexpr char const * kTraceComponent = "host";
 
 namespace {
 
+using common::log::host::RecordCensus;
 using common::log::host::RecordTap;
 using common::log::trace::CountedLog;
 
@@ -76,7 +77,7 @@ Units addUnits(TraceSystem & system, Options const & options)
     return units;
 }
 
-common::log::host::RecordTapOptions tapOptions(OutputCensus & census)
+common::log::host::RecordTapOptions tapOptions(RecordCensus & census)
 {
     common::log::host::RecordTapOptions options;
     options.sinks = {[&census](common::log::host::TappedRecord const & record) { census.see(record); }};
@@ -108,7 +109,7 @@ int runHost(Options const & options)
     Signals const signals;
     common::log::host::FatalSignals const fatalSignals({"tracehost"});
     common::log::trace::CallAccount calls;
-    OutputCensus census;
+    RecordCensus census;
     std::string summary;
     Account account;
     bool isSaved = true;
@@ -143,7 +144,8 @@ int runHost(Options const & options)
         cycle.stop();
         cycle.thread().join(); // it never waits for the stream, unlike all that follows
         auto const summarize = [&] {
-            account = {calls.counts(), tap.account(), census.ofUnits(), census.ofLibrary()};
+            std::uint64_t const ofLibrary = census.of("common.log.trace").altogether();
+            account = {calls.counts(), tap.account(), census.sum().altogether() - ofLibrary, ofLibrary};
             return summaryText(cycle, account, inputs.lines());
         };
         EndGuard const guard([&tap] { return progressOf(tap); },

@@ -2,6 +2,7 @@
 
 #include <common/log/host/record_text.h>
 
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
@@ -19,6 +20,8 @@ struct RecordHead
 
 /// Stands between title and component, around two empty fields.
 constexpr std::string_view kBehindTitle = "|||";
+
+constexpr std::size_t kLongestUnitName = 63; // what a unit keeps of its name
 
 /// @param record  with or without line ends in front; may be cut where the unit's name begins or behind that
 std::optional<RecordHead> parseRecordHead(std::string_view record);

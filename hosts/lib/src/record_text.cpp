@@ -9,8 +9,6 @@ namespace common::log::host {
 
 namespace {
 
-constexpr std::size_t kLongestUnitName = 63; // what a unit keeps of its name
-
 /// Reads line and message, and the function ahead of them, which ends where a line number or an empty field follows.
 bool takeFunctionAndMore(std::string_view text, RecordText & record)
 {

@@ -1,5 +1,4 @@
 #include "loss_watch.h"
-#include "output_census.h"
 #include "summary.h"
 
 #include "support/stream_capture.h"
@@ -9,28 +8,8 @@
 namespace tracehost {
 namespace {
 
-using common::log::host::RecordEnd;
 using common::log::test::StreamCapture;
 using namespace common::log::trace;
-
-std::string recordOf(std::string const & unit)
-{
-    return "\nT||080E0112|Trace warning " + unit + "|||c|s|" + unit + "|f|f|1|common.log.trace|text";
-}
-
-TEST(OutputCensusTest, CountsEachRecordOnceAndThoseOfTheLibraryApart)
-{
-    OutputCensus census;
-    census.see({1, recordOf("a.unit"), RecordEnd::flush});
-    census.see({2, recordOf("common.log.trace"), RecordEnd::flush});
-    census.see({3, recordOf("common.log.trace").substr(0, 60), RecordEnd::sweep});
-    census.see({4, "the rest of it", RecordEnd::flush});
-    census.see({5, recordOf("not.common.log.trace"), RecordEnd::limit});
-    census.see({6, "more", RecordEnd::limit});
-    census.see({7, "the rest", RecordEnd::nextLine});
-    EXPECT_EQ(census.ofLibrary(), 2U);
-    EXPECT_EQ(census.ofUnits(), 2U);
-}
 
 TEST(AccountTest, AddsUpOnlyIfNoRecordIsMissing)
 {
