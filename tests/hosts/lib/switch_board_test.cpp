@@ -85,11 +85,6 @@ struct Host
         units[name] = std::make_unique<Log>(name.c_str(), nullptr);
         EXPECT_EQ(manager->addTraceUnit(units[name].get(), *parseFlags(flags)), TRACE_OK) << name;
     }
-    void remove(std::string const & name)
-    {
-        EXPECT_EQ(manager->removeTraceUnit(units.at(name).get()), TRACE_OK);
-        units.erase(name);
-    }
     NbResult set(std::string const & address, std::string const & flags, std::optional<std::chrono::seconds> duration)
     {
         return board.write(address, valueOf(flags), duration, kAuthor).result;
@@ -138,13 +133,6 @@ protected:
         events.push_back(kKinds[static_cast<int>(event.kind)] +
                          (event.now.empty() ? "" : " " + address + " " + event.before + ">" + event.now));
     }
-    void note(NbResult result)
-    {
-        if (isFailure(result)) {
-            events.emplace_back(result.toString());
-        }
-    }
-
     /// "set ADDRESS FLAGS [SECONDS]", "client ADDRESS FLAGS", "wait SECONDS", "add NAME FLAGS", "remove NAME",
     /// "save [anyway]", "load" or "restart". What fails is noted among the events.
     void run(std::string const & step)
@@ -153,32 +141,35 @@ protected:
         std::string verb;
         std::string what;
         std::string flags;
-        long long seconds = 0;
-        words >> verb >> what >> flags;
-        bool const isTimed = static_cast<bool>(words >> seconds);
+        long long seconds = -1;
+        words >> verb >> what >> flags >> seconds;
+        NbResult result = NB_OK;
         if (verb == "set") {
-            note(host->set(addressOf(what), flags,
-                           isTimed ? std::optional(std::chrono::seconds(seconds)) : std::nullopt));
+            std::optional<std::chrono::seconds> duration(seconds);
+            result = host->set(addressOf(what), flags, words ? duration : std::nullopt);
         } else if (verb == "client") {
             Variant const value = valueOf(flags);
-            note(host->service.write(addressOf(what), &value).result);
+            result = host->service.write(addressOf(what), &value).result;
         } else if (verb == "wait") {
             now = now.load() + std::chrono::seconds(std::stoll(what));
             host->board.expire();
         } else if (verb == "add") {
             host->add(what, flags);
         } else if (verb == "remove") {
-            host->remove(what);
+            EXPECT_EQ(host->manager->removeTraceUnit(host->units.at(what).get()), TRACE_OK);
+            host->units.erase(what);
         } else if (verb == "save") {
             SwitchBoard::SaveOutcome const outcome = host->board.save(what == "anyway", kAuthor);
-            EXPECT_EQ(outcome.running.empty(), !isFailure(outcome.result));
-            note(outcome.result);
+            result = outcome.result;
+            EXPECT_EQ(outcome.running.empty(), !isFailure(result));
         } else if (verb == "load") {
-            note(host->board.load(kAuthor));
-        } else if (verb == "restart") {
-            start(std::map<std::string, std::string>(given));
+            result = host->board.load(kAuthor);
         } else {
-            ADD_FAILURE() << step;
+            ASSERT_EQ(verb, "restart");
+            start(std::map<std::string, std::string>(given));
+        }
+        if (isFailure(result)) {
+            events.emplace_back(result.toString());
         }
     }
 
@@ -190,140 +181,76 @@ protected:
     std::unique_ptr<Host> host;
 };
 
-struct Case
-{
-    char const * name;
-    std::vector<std::string> steps;
-    char const * states; ///< at the end
-    std::vector<std::string> events;
-};
-std::vector<Case> const kCases{
-    {"Due", {"set a/x mwe 10", "wait 10"}, "a.x=w a.y=- b=m", {"set a/x w>mwe", "putBack a/x mwe>w"}},
-    {"NotDue", {"set a/x mwe 10", "wait 9"}, "a.x=mwe a.y=- b=m", {"set a/x w>mwe"}},
-    {"NoTime", {"set a/x mwe 0", "wait 0"}, "a.x=w a.y=- b=m", {"set a/x w>mwe", "putBack a/x mwe>w"}},
-    {"Endless", {"set b on 9223372036854775807", "wait 3000000000"}, "a.x=w a.y=- b=mwe", {"set b m>mwe"}},
-    {"ForEver", {"set a/x on", "wait 9999999"}, "a.x=mwe a.y=- b=m", {"set a/x w>mwe"}},
-    {"Group",
-     {"set a mwe 10", "wait 10"},
-     "a.x=w a.y=- b=m",
-     {"set a various>mwe", "putBack a/x mwe>w", "putBack a/y mwe>-"}},
-    {"Root",
-     {"set . e", "set . - 10", "set b w", "wait 10"},
-     "a.x=e a.y=e b=w",
-     {"set . various>e", "set . e>-", "set b ->w", "putBack a/x ->e", "putBack a/y ->e"}},
-    {"ShorterAbove",
-     {"set a/x mwe 100", "set a/x e 10", "wait 10"},
-     "a.x=mwe a.y=- b=m",
-     {"set a/x w>mwe", "set a/x mwe>e", "putBack a/x e>mwe"}},
-    {"ShorterAboveBothDue",
-     {"set a/x mwe 20", "set a/x e 10", "wait 20"},
-     "a.x=w a.y=- b=m",
-     {"set a/x w>mwe", "set a/x mwe>e", "putBack a/x e>w"}},
-    {"LongerAbove",
-     {"set a/x mwe 10", "set a/x e 20", "wait 10", "wait 10"},
-     "a.x=w a.y=- b=m",
-     {"set a/x w>mwe", "set a/x mwe>e", "putBack a/x e>w"}},
-    {"LongerAboveNotDue",
-     {"set a/x mwe 10", "set a/x e 20", "wait 10"},
-     "a.x=e a.y=- b=m",
-     {"set a/x w>mwe", "set a/x mwe>e"}},
-    {"GroupAboveUnit",
-     {"set a/x mwe 99", "set a e 10", "wait 10"},
-     "a.x=mwe a.y=- b=m",
-     {"set a/x w>mwe", "set a various>e", "putBack a/x e>mwe", "putBack a/y e>-"}},
-    {"ForEverAbove", {"set a/x mwe 10", "set a/x e", "wait 10"}, "a.x=e a.y=- b=m", {"set a/x w>mwe", "set a/x mwe>e"}},
-    {"Foreign",
-     {"set a/x mwe 10", "client a/x e", "wait 10"},
-     "a.x=e a.y=- b=m",
-     {"set a/x w>mwe", "leftAlone a/x mwe>e"}},
-    {"ForeignBelow",
-     {"set a/x mwe 99", "client a/x e", "set a/x m 10", "wait 99"},
-     "a.x=e a.y=- b=m",
-     {"set a/x w>mwe", "leftAlone a/x mwe>e", "set a/x e>m", "putBack a/x m>e"}},
-    {"Gone",
-     {"set b e 10", "remove b", "wait 10", "add b m", "wait 99"},
-     "a.x=w a.y=- b=m",
-     {"set b m>e", "gone b e>m"}},
-    {"BackAsGiven",
-     {"set b e 10", "remove b", "add b w", "wait 10"},
-     "a.x=w a.y=- b=w",
-     {"set b m>e", "leftAlone b e>w"}},
-    {"BackAsLeft", {"set b e 10", "remove b", "add b e", "wait 10"}, "a.x=w a.y=- b=m", {"set b m>e", "putBack b e>m"}},
-    {"BackAsGroup",
-     {"set b e 10", "remove b", "add b.z e", "wait 10"},
-     "a.x=w a.y=- b.z=e",
-     {"set b m>e", "gone b e>m"}},
-    {"Joined",
-     {"set a e 9", "add a.z mwe", "wait 9"},
-     "a.x=w a.y=- a.z=mwe b=m",
-     {"set a various>e", "putBack a/x e>w", "putBack a/y e>-"}},
-    {"Refused",
-     {"set c m 10", "set c m", "set a/x text 10", "set ../x m 10", "set ../x m"},
-     "a.x=w a.y=- b=m",
-     {"NB_INVALID_ADDRESS", "NB_INVALID_ADDRESS", "NB_TYPE_MISMATCH", "NB_INVALID_ADDRESS", "NB_INVALID_ADDRESS"}},
-    {"SaveRefused",
-     {"set a/x mwe 10", "save", "wait 10", "save", "restart"},
-     "a.x=w a.y=- b=m",
-     {"set a/x w>mwe", "NB_INVALID_OPERATION_MODE", "putBack a/x mwe>w", "saved"}},
-    {"SaveForced",
-     {"set a/x mwe 10", "save anyway", "wait 10"},
-     "a.x=w a.y=- b=m",
-     {"set a/x w>mwe", "saved", "putBack a/x mwe>w"}},
-    {"SaveForcedKept",
-     {"set a/x mwe 10", "save anyway", "wait 10", "restart"},
-     "a.x=mwe a.y=- b=m",
-     {"set a/x w>mwe", "saved", "putBack a/x mwe>w"}},
-    {"SaveChanged", {"set b e 10", "client b w", "save"}, "a.x=w a.y=- b=w", {"set b m>e", "leftAlone b e>w", "saved"}},
-    {"LoadEnds",
-     {"set b w", "save", "set b e 10", "load", "wait 10"},
-     "a.x=w a.y=- b=w",
-     {"set b m>w", "saved", "set b w>e", "loaded", "leftAlone b e>w"}},
-    {"LoadPasses",
-     {"save", "add c w", "set c e 10", "load", "wait 10"},
-     "a.x=w a.y=- b=m c=w",
-     {"saved", "set c w>e", "loaded", "putBack c e>w"}},
-    {"RestartEnds",
-     {"set b w", "save", "set . e 10", "restart", "wait 10"},
-     "a.x=w a.y=- b=w",
-     {"set b m>w", "saved", "set . various>e"}},
-    {"RestartUnsaved", {"set . e", "set b w 10", "restart"}, "a.x=w a.y=- b=m", {"set . various>e", "set b e>w"}},
-};
+/// Of each line what it shows, the steps, the states at the end where they are not those of the start, and the events.
+constexpr char const * kTable = R"(Due: set a/x mwe 10; wait 10 =  = set a/x w>mwe; putBack a/x mwe>w
+NotDue: set a/x mwe 10; wait 9 = a.x=mwe a.y=- b=m = set a/x w>mwe
+NoTime: set a/x mwe 0; wait 0 =  = set a/x w>mwe; putBack a/x mwe>w
+Endless: set b on 9223372036854775807; wait 3000000000 = a.x=w a.y=- b=mwe = set b m>mwe
+ForEver: set a/x on; wait 9999999 = a.x=mwe a.y=- b=m = set a/x w>mwe
+Group: set a mwe 10; wait 10 =  = set a various>mwe; putBack a/x mwe>w; putBack a/y mwe>-
+Root: set . e; set . - 10; set b w; wait 10 = a.x=e a.y=e b=w = set . various>e; set . e>-; set b ->w; putBack a/x ->e; putBack a/y ->e
+ShorterAbove: set a/x mwe 100; set a/x e 10; wait 10 = a.x=mwe a.y=- b=m = set a/x w>mwe; set a/x mwe>e; putBack a/x e>mwe
+ShorterAboveBothDue: set a/x mwe 20; set a/x e 10; wait 20 =  = set a/x w>mwe; set a/x mwe>e; putBack a/x e>w
+LongerAbove: set a/x mwe 10; set a/x e 20; wait 10; wait 10 =  = set a/x w>mwe; set a/x mwe>e; putBack a/x e>w
+GroupAboveUnit: set a/x mwe 99; set a e 10; wait 10 = a.x=mwe a.y=- b=m = set a/x w>mwe; set a various>e; putBack a/x e>mwe; putBack a/y e>-
+ForEverAbove: set a/x mwe 10; set a/x e; wait 10 = a.x=e a.y=- b=m = set a/x w>mwe; set a/x mwe>e
+Foreign: set a/x mwe 10; client a/x e; wait 10 = a.x=e a.y=- b=m = set a/x w>mwe; leftAlone a/x mwe>e
+ForeignBelow: set a/x mwe 99; client a/x e; set a/x m 10; wait 99 = a.x=e a.y=- b=m = set a/x w>mwe; leftAlone a/x mwe>e; set a/x e>m; putBack a/x m>e
+Gone: set b e 10; remove b; wait 10; add b m; wait 99 =  = set b m>e; gone b e>m
+BackAsGiven: set b e 10; remove b; add b w; wait 10 = a.x=w a.y=- b=w = set b m>e; leftAlone b e>w
+BackAsLeft: set b e 10; remove b; add b e; wait 10 =  = set b m>e; putBack b e>m
+BackAsGroup: set b e 10; remove b; add b.z e; wait 10 = a.x=w a.y=- b.z=e = set b m>e; gone b e>m
+Joined: set a e 9; add a.z mwe; wait 9 = a.x=w a.y=- a.z=mwe b=m = set a various>e; putBack a/x e>w; putBack a/y e>-
+Refused: set c m 10; set c m; set a/x text 10; set ../x m 10; set ../x m =  = NB_INVALID_ADDRESS; NB_INVALID_ADDRESS; NB_TYPE_MISMATCH; NB_INVALID_ADDRESS; NB_INVALID_ADDRESS
+SaveRefused: set a/x mwe 10; save; wait 10; save; restart =  = set a/x w>mwe; NB_INVALID_OPERATION_MODE; putBack a/x mwe>w; saved
+SaveForcedKept: set a/x mwe 10; save anyway; wait 10; restart = a.x=mwe a.y=- b=m = set a/x w>mwe; saved; putBack a/x mwe>w
+SaveChanged: set b e 10; client b w; save = a.x=w a.y=- b=w = set b m>e; leftAlone b e>w; saved
+LoadEnds: set b w; save; set b e 10; load; wait 10 = a.x=w a.y=- b=w = set b m>w; saved; set b w>e; loaded; leftAlone b e>w
+LoadPasses: save; add c w; set c e 10; load; wait 10 = a.x=w a.y=- b=m c=w = saved; set c w>e; loaded; putBack c e>w
+RestartEnds: set b w; save; set . e 10; restart; wait 10 = a.x=w a.y=- b=w = set b m>w; saved; set . various>e
+RestartUnsaved: set . e; set b w 10; restart =  = set . various>e; set b e>w)";
 
-class SwitchBoardCase : public SwitchBoardTest, public testing::WithParamInterface<Case>
+std::vector<std::string> split(std::string text, std::string const & separator)
+{
+    std::vector<std::string> parts;
+    for (auto end = text.find(separator); end != std::string::npos; end = text.find(separator)) {
+        parts.push_back(text.substr(0, end));
+        text.erase(0, end + separator.size());
+    }
+    parts.push_back(text);
+    return parts;
+}
+
+class SwitchBoardCase : public SwitchBoardTest, public testing::WithParamInterface<std::string>
 {
 };
 TEST_P(SwitchBoardCase, EndsAsItShould)
 {
-    for (std::string const & step : GetParam().steps) {
+    std::vector<std::string> const fields = split(GetParam().substr(GetParam().find(": ") + 2), " = ");
+    ASSERT_EQ(fields.size(), 3U);
+    for (std::string const & step : split(fields[0], "; ")) {
         run(step);
     }
-    EXPECT_EQ(host->states(), GetParam().states);
-    EXPECT_EQ(events, GetParam().events);
+    EXPECT_EQ(host->states(), fields[1].empty() ? "a.x=w a.y=- b=m" : fields[1]);
+    EXPECT_EQ(events, split(fields[2], "; "));
 }
-INSTANTIATE_TEST_SUITE_P(Table, SwitchBoardCase, testing::ValuesIn(kCases),
-                         [](auto const & made) { return std::string(made.param.name); });
+INSTANTIATE_TEST_SUITE_P(Table, SwitchBoardCase, testing::ValuesIn(split(kTable, "\n")),
+                         [](auto const & made) { return made.param.substr(0, made.param.find(':')); });
 
 TEST_F(SwitchBoardTest, TellsWhatItSwitchedAndWhatRuns)
 {
     run("set a/x mwe 99");
-    SwitchBoard::Outcome const outcome =
-        host->board.write(addressOf("a"), valueOf("e"), std::chrono::seconds(10), kAuthor);
-    std::vector<RunningSwitch> const running = host->board.running();
-    ASSERT_EQ(outcome.units.size(), 2U);
-    ASSERT_EQ(running.size(), 2U);
-    std::string const both[] = {addressOf("a/x"), addressOf("a/y")};
-    char const * const beforeThis[] = {"mwe", "-"};
-    char const * const beforeAll[] = {"w", "-"};
-    for (std::size_t i = 0; i < 2; ++i) {
-        EXPECT_EQ(outcome.units[i].address, both[i]);
-        EXPECT_EQ(flagsText(outcome.units[i].before) + ">" + flagsText(outcome.units[i].now),
-                  std::string(beforeThis[i]) + ">e");
-        EXPECT_EQ(running[i].address, both[i]);
-        EXPECT_EQ(flagsText(running[i].before) + ">" + flagsText(running[i].now), std::string(beforeAll[i]) + ">e");
-        EXPECT_EQ(running[i].until, outcome.until);
-    }
-    run("wait 99");
-    EXPECT_THAT(host->board.running(), IsEmpty());
+    auto const outcome = host->board.write(addressOf("a"), valueOf("e"), std::chrono::seconds(10), kAuthor);
+    auto const textsOf = [](auto const & units) {
+        std::vector<std::string> texts;
+        for (auto const & unit : units) {
+            texts.push_back(unit.address + " " + flagsText(unit.before) + ">" + flagsText(unit.now));
+        }
+        return texts;
+    };
+    EXPECT_THAT(textsOf(outcome.units), ElementsAre(addressOf("a/x mwe>e"), addressOf("a/y ->e")));
+    EXPECT_THAT(textsOf(host->board.running()), ElementsAre(addressOf("a/x w>e"), addressOf("a/y ->e")));
+    EXPECT_EQ(host->board.running().front().until, outcome.until);
 }
 
 TEST_F(SwitchBoardTest, TriesAgainWhatWouldBlockAndGivesUpWhatIsRefused)
@@ -345,14 +272,13 @@ TEST_F(SwitchBoardTest, TriesAgainWhatWouldBlockAndGivesUpWhatIsRefused)
     EXPECT_EQ(host->set("elsewhere", "m", std::nullopt), NB_OK);
 }
 
-/// What each unit should be: all that was done to it since it came, the newest that still holds.
-class Model
+/// What each unit should be: all that was done to it since it came, of which the newest that still holds counts.
+struct Model
 {
-public:
-    void set(std::string const & prefix, std::string const & flags, std::optional<long> due)
+    void set(std::string const & name, std::string const & flags, long due)
     {
-        for (auto & [name, history] : m_units) {
-            if (name == prefix || prefix == "." || name.rfind(prefix + ".", 0) == 0) {
+        for (auto & [unit, history] : units) {
+            if (unit == name || name == "." || unit.rfind(name + ".", 0) == 0) {
                 history.emplace_back(flags, due);
             }
         }
@@ -360,73 +286,63 @@ public:
     std::string states(long now) const
     {
         std::string text;
-        for (auto const & [name, history] : m_units) {
-            auto const holds = [now](auto const & entry) { return !entry.second || *entry.second > now; };
-            text +=
-                (text.empty() ? "" : " ") + name + "=" + std::find_if(history.rbegin(), history.rend(), holds)->first;
+        for (auto const & [unit, history] : units) {
+            auto const newest =
+                std::find_if(history.rbegin(), history.rend(), [now](auto & entry) { return entry.second > now; });
+            text += (text.empty() ? "" : " ") + unit + "=" + newest->first;
         }
         return text;
     }
-    void start(std::string const & name, std::string const & given) { m_units[name] = {{given, std::nullopt}}; }
-
-    std::map<std::string, std::vector<std::pair<std::string, std::optional<long>>>> m_units;
+    std::map<std::string, std::vector<std::pair<std::string, long>>> units;
 };
 
 TEST_F(SwitchBoardTest, EndsFiveHundredOverlappingSwitchesWhereEachUnitWas)
 {
+    constexpr long kEver = 1'000'000;
     // Given states and switched ones differ, so that each unit that came back can be told from one that stayed.
     std::map<std::string, std::string> const units{{"a.x.1", "m"}, {"a.x.2", "w"}, {"a.y", "m"}, {"b.x", "w"},
                                                    {"b.y.1", "m"}, {"b.y.2", "m"}, {"c", "w"},   {"d.x", "m"}};
     char const * const switched[] = {"-", "e", "mw", "me", "we", "mwe"};
     std::mt19937 random(20240307);
-    auto const below = [&random](std::size_t limit) { return random() % limit; };
-    Model model;
-    auto const startAll = [&] {
-        start(units);
-        for (auto const & [name, flags] : units) {
-            model.start(name, flags);
-        }
-    };
-    startAll();
+    auto const below = [&random](unsigned limit) { return static_cast<long>(random() % limit); };
+    start(units);
+    Model fresh;
+    for (auto const & [name, flags] : units) {
+        fresh.units[name] = {{flags, kEver}};
+    }
+    Model model = fresh;
     long time = 0;
     std::string script;
-    for (unsigned done = 0; done < 500;) {
-        auto const unit = std::next(units.begin(), static_cast<std::ptrdiff_t>(below(units.size())));
-        bool const isThere = model.m_units.count(unit->first) != 0;
-        std::size_t const kind = below(100);
-        std::string step;
-        if (kind < 60 && isThere) {
-            std::string name = unit->first;
-            for (std::size_t levels = below(3); levels > 0; --levels) {
+    for (int count = 0; count < 500;) {
+        auto const & [unit, flags] = *std::next(units.begin(), below(8));
+        bool const isThere = model.units.count(unit) != 0;
+        long const kind = below(100);
+        std::string step = "wait " + std::to_string(kind % 8);
+        if (kind == 99) {
+            step = "restart";
+            model = fresh;
+        } else if (kind >= 90 && !isThere) {
+            step = "add " + unit + " " + flags;
+            model.units[unit] = {{flags, kEver}};
+        } else if (kind >= 90 && model.units.size() > 4) {
+            step = "remove " + unit;
+            model.units.erase(unit);
+        } else if (kind < 60 && isThere) {
+            std::string name = unit;
+            for (long levels = below(3); levels > 0; --levels) {
                 name = name.find('.', 1) == std::string::npos ? "." : name.substr(0, name.rfind('.'));
             }
-            std::string const flags = switched[below(6)];
-            long const duration = static_cast<long>(below(60));
-            model.set(name, flags, duration == 0 ? std::nullopt : std::optional(time + duration));
-            std::string address = name;
-            std::replace(address.begin(), address.end() - (name == "." ? 1 : 0), '.', '/');
-            step = "set " + address + " " + flags + (duration == 0 ? "" : " " + std::to_string(duration));
-            ++done;
-        } else if (kind < 90) {
-            long const duration = static_cast<long>(below(8));
-            time += duration;
-            step = "wait " + std::to_string(duration);
-        } else if (kind == 99) {
-            startAll();
-            step = "restart";
-        } else if (isThere && model.m_units.size() > 4) {
-            model.m_units.erase(unit->first);
-            step = "remove " + unit->first;
-        } else if (!isThere) {
-            model.start(unit->first, unit->second);
-            step = "add " + unit->first + " " + unit->second;
+            std::string const wanted = switched[below(6)];
+            long const duration = below(60);
+            model.set(name, wanted, duration == 0 ? kEver : time + duration);
+            std::replace(name.begin() + 1, name.end(), '.', '/');
+            step = "set " + name + " " + wanted + (duration == 0 ? "" : " " + std::to_string(duration));
+            ++count;
         } else {
-            continue;
+            time += kind % 8;
         }
         script += step + "\n";
-        if (step != "restart") {
-            run(step);
-        }
+        run(step);
         ASSERT_EQ(host->states(), model.states(time)) << script;
     }
     run("wait 60");
