@@ -7,6 +7,9 @@ set(packageFolder "${CMAKE_INSTALL_LIBDIR}/cmake/common_log_trace")
 if(TARGET host)
     list(APPEND COMMON_LOG_TRACE_INSTALLED_TARGETS host)
 endif()
+if(TARGET host_door)
+    list(APPEND COMMON_LOG_TRACE_INSTALLED_TARGETS host_door)
+endif()
 install(TARGETS ${COMMON_LOG_TRACE_INSTALLED_TARGETS} EXPORT common_log_trace
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
