@@ -78,7 +78,9 @@ NbResult readUnits(NodeService & nodes, std::string const & address, std::vector
         return result;
     }
     for (std::string const & name : children.value->getStrings()) {
-        NbResult const result = readUnits(nodes, address + "/" + name, units);
+        std::string child = address;
+        child.append("/").append(name);
+        NbResult const result = readUnits(nodes, child, units);
         if (isFailure(result) && result != NB_INVALID_ADDRESS) {
             return result;
         }
