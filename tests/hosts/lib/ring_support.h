@@ -14,15 +14,16 @@
 
 namespace common::log::host::test {
 
-/// A text that only one number has, of 12 to 411 bytes, or of a given size.
+/// A text that only one number has, of up to some 400 bytes, or of a given size.
 inline std::string textOf(std::uint64_t number, std::size_t size = 0)
 {
     std::string text = "\nrecord " + std::to_string(number) + ": ";
     size = size != 0 ? size : text.size() + number * 7919 % 400;
     for (std::uint64_t state = number; text.size() < size;) {
         state = state * 6364136223846793005U + 1442695040888963407U;
-        text += static_cast<char>(state >> 56U);
+        text.append(reinterpret_cast<char const *>(&state), sizeof state);
     }
+    text.resize(size);
     return text;
 }
 
