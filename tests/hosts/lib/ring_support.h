@@ -7,10 +7,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
+
+#include <gmock/gmock.h>
 
 namespace common::log::host::test {
 
@@ -60,10 +60,14 @@ struct Reading
     bool isSound = true; ///< each text right, all numbers in order
 };
 
-inline std::string contentOf(std::string const & path)
+/// The least, so that laps are short.
+constexpr RecordRingOptions kSmall{1};
+
+class RingTest : public testing::Test
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+protected:
+    tracehost::test::TemporaryFolder folder;
+    std::string path = folder.pathOf("ring");
+};
 
 } // namespace common::log::host::test

@@ -21,9 +21,11 @@ struct RecordRingOptions
 ///            last number, so that the records of all runs in one directory are numbered in a row.
 /// File       Its blocks are reserved at the construction, so that no full disk can hurt later. What lies there under
 ///            its name is set aside as `PATH.old` first, in place of an earlier one: the ring of the last run, or what
-///            is damaged, of another version or no ring at all.
+///            is damaged, of another version or no ring at all. Where the construction fails, all of it stays as it
+///            was. `PATH.lock` stays beside it; `PATH.new` is there for the moment of a start.
 /// Threads    `add` from one thread at a time, which is what the tap does with its sinks; the rest at any time. One
-///            writer: a second one on the same file, in whatever process, is refused while the first lives.
+///            writer: a second one on the same file, in whatever process, is refused while the first lives, or a
+///            child that it forked without another program.
 /// Real time  `add` makes no system call, takes no lock and allocates nothing; it may meet page faults.
 /// Errors     By the constructor alone. The death of the process loses nothing that `add` has returned from; that of
 ///            the machine loses what the system had not written back.
@@ -38,7 +40,8 @@ public:
     RecordRing & operator=(RecordRing const &) = delete;
     ~RecordRing();
 
-    /// A sink of the tap. The record's own number is not used.
+    /// A sink of the tap. The record's own number is not used. A text above half of the capacity, less the 24 bytes of
+    /// an entry, is cut into pieces as the tap does it, with a number and RecordEnd::limit each.
     void add(TappedRecord const & record) noexcept;
 
     std::string const & path() const;
