@@ -1,7 +1,5 @@
 #include "tap_core.h"
 
-#include "descriptor.h"
-
 #include <algorithm>
 #include <exception>
 #include <new>
@@ -39,16 +37,20 @@ RecordTapOptions corrected(RecordTapOptions options)
 } // namespace
 
 TapCore::TapCore(RecordTapOptions options, Process process)
-    : m_id(nextId()), m_options(corrected(std::move(options))), m_holdsOffPipeSignal(isPipeSignalDeadly()),
-      m_leftovers(addThread()), m_lineOwner(kAnybody)
+    : m_id(nextId()), m_options(corrected(std::move(options))), m_leftovers(addThread()), m_lineOwner(kAnybody),
+      m_output(m_options.descriptor, m_options.patience, isPipeSignalDeadly(), m_counters)
 {
     t_isInSink = false; // a sink forked, in spite of its contract
-    if (process == Process::host) {
-        m_sweeper = std::make_unique<QuietThread>("RecordTap", [this] { sweepUntilClosed(); });
+    if (process == Process::forkedChild) {
+        return;
     }
+    if (m_options.batchPeriod.count() > 0) {
+        m_batch = std::make_unique<TapBatch>(m_options, m_outputMutex, m_counters);
+    }
+    m_sweeper = std::make_unique<PeriodicThread>("RecordTap", kSweepPeriod, [this] { sweep(); });
 }
 
-TapCore::~TapCore() { endSweep(); }
+TapCore::~TapCore() { m_sweeper.reset(); }
 
 std::shared_ptr<ThreadText> TapCore::addThread()
 {
@@ -114,7 +116,7 @@ void TapCore::putOut(ThreadText & thread, RecordEnd end)
     }
     if (!thread.isContinued) {
         thread.beganWithLineEnd = thread.view().front() == '\n';
-        count(m_oversized, end == RecordEnd::limit ? 1 : 0);
+        TapCounters::count(m_counters.oversized, end == RecordEnd::limit ? 1 : 0);
     }
     {
         std::lock_guard<std::mutex> const lock(m_outputMutex);
@@ -132,14 +134,14 @@ void TapCore::putOut(ThreadText & thread, RecordEnd end)
 
 void TapCore::handOver(std::string_view record, RecordEnd end)
 {
-    count(m_records);
+    TapCounters::count(m_counters.records);
     TappedRecord const tapped{++m_lastRecord, record, end};
     t_isInSink = true;
     for (RecordSink const & sink : m_options.sinks) {
         try {
             sink(tapped);
         } catch (std::exception const &) {
-            count(m_sinkFailures);
+            TapCounters::count(m_counters.sinkFailures);
         }
     }
     t_isInSink = false;
@@ -150,21 +152,25 @@ bool TapCore::needsLineEndAhead(ThreadText const & thread) const
     return thread.view().front() != '\n' && m_lineOwner != kAnybody && m_lineOwner != thread.number;
 }
 
+WriteOutcome TapCore::writeNow(std::string_view text, bool isRecord, bool hasLineEndAhead)
+{
+    WriteOutcome const outcome = m_output.write(text);
+    TapCounters::count(m_counters.lineEnds, hasLineEndAhead && outcome.written > 0 ? 1 : 0);
+    if (isRecord && outcome.loss) {
+        m_counters.countLost(*outcome.loss);
+    } else if (isRecord) {
+        TapCounters::count(m_counters.written);
+    }
+    return outcome;
+}
+
 void TapCore::writeOut(ThreadText & thread, RecordEnd end)
 {
-    std::string_view const record = thread.view();
+    bool const isRecord = !isBlank(thread.view());
     bool const hasLineEndAhead = needsLineEndAhead(thread);
-    std::string_view const text = hasLineEndAhead ? std::string_view(thread.buffer) : record;
-    // Once one record has waited in vain, the following do not wait until the reader takes something again: else each
-    // thread would stand here for the waits of all the others.
-    auto const patience = m_isStalled ? std::chrono::milliseconds(0) : m_options.patience;
-    WriteOutcome const outcome = writeWhole(m_options.descriptor, text, patience, m_holdsOffPipeSignal);
-    m_isStalled = outcome.loss == Loss::readerStalled;
-    count(m_bytes, outcome.written);
-    count(m_lineEnds, hasLineEndAhead && outcome.written > 0 ? 1 : 0);
-    if (!isBlank(record)) {
-        count(outcome.loss ? m_lost[static_cast<std::size_t>(*outcome.loss)] : m_written);
-    }
+    std::string_view const text = hasLineEndAhead ? std::string_view(thread.buffer) : thread.view();
+    WriteOutcome const outcome =
+        m_batch != nullptr ? m_batch->add(text, isRecord, hasLineEndAhead) : writeNow(text, isRecord, hasLineEndAhead);
     if (outcome.written == 0) {
         return;
     }
@@ -183,22 +189,12 @@ std::vector<std::shared_ptr<ThreadText>> TapCore::threads()
     return m_threads;
 }
 
-void TapCore::sweepUntilClosed()
-{
-    std::unique_lock<std::mutex> lock(m_closingMutex);
-    while (!m_closing.wait_for(lock, kSweepPeriod, [this] { return m_isClosing; })) {
-        lock.unlock();
-        sweep();
-        lock.lock();
-    }
-}
-
 void TapCore::sweep()
 try {
     for (std::shared_ptr<ThreadText> const & thread : threads()) {
         std::lock_guard<std::mutex> const lock(thread->mutex);
         if (!thread->isEmpty() && ++thread->passes >= kSweepPasses) {
-            count(m_sweeps);
+            TapCounters::count(m_counters.sweeps);
             putOut(*thread, RecordEnd::sweep);
         }
     }
@@ -206,19 +202,25 @@ try {
     // No memory for the list: the next pass tries again.
 }
 
-void TapCore::endSweep()
+/// What comes behind it is written at once.
+void TapCore::endBatches()
 {
-    {
-        std::lock_guard<std::mutex> const lock(m_closingMutex);
-        m_isClosing = true;
+    if (m_batch == nullptr) {
+        return;
     }
-    m_closing.notify_one();
-    m_sweeper.reset();
+    m_batch->end();
+    std::lock_guard<std::mutex> const lock(m_outputMutex);
+    m_batch->writeLast();
+    if (m_batch->isTorn()) {
+        m_lineOwner = kNobody;
+    }
+    m_batch.reset();
 }
 
 void TapCore::close()
 {
-    endSweep();
+    m_sweeper.reset();
+    endBatches();
     std::vector<std::shared_ptr<ThreadText>> last;
     {
         std::lock_guard<std::mutex> const lock(m_threadsMutex);
@@ -228,23 +230,6 @@ void TapCore::close()
         std::lock_guard<std::mutex> const lock(thread->mutex);
         putOut(*thread, RecordEnd::removal);
     }
-}
-
-RecordTapAccount TapCore::account() const
-{
-    RecordTapAccount account;
-    account.records = m_records.load(std::memory_order_relaxed);
-    account.written = m_written.load(std::memory_order_relaxed);
-    for (std::size_t reason = 0; reason < kLossReasons; ++reason) {
-        account.lost[reason] = m_lost[reason].load(std::memory_order_relaxed);
-    }
-    account.bytes = m_bytes.load(std::memory_order_relaxed);
-    account.oversized = m_oversized.load(std::memory_order_relaxed);
-    account.sweeps = m_sweeps.load(std::memory_order_relaxed);
-    account.lineEnds = m_lineEnds.load(std::memory_order_relaxed);
-    account.sinkFailures = m_sinkFailures.load(std::memory_order_relaxed);
-    account.droppedTexts = m_droppedTexts.load(std::memory_order_relaxed);
-    return account;
 }
 
 bool TapCore::isInSink() { return t_isInSink; }

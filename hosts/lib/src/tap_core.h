@@ -1,12 +1,12 @@
 #pragma once
 
-#include "quiet_thread.h"
+#include "periodic_thread.h"
+#include "tap_batch.h"
+#include "tap_output.h"
 
 #include <common/log/host/record_tap.h>
 
-#include <array>
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -39,8 +39,8 @@ struct ThreadText
 /// The tap without its stream: gathers, numbers, hands to the sinks, writes, counts.
 ///
 /// Locks, in this order: a thread's text; the output. The list of threads has one of its own, under which no other is
-/// taken. The output's lock keeps number, sinks and write of a record together; a mode that writes in batches would
-/// put its ring in the place of `writeOut`, and leave the rest as it is.
+/// taken. The output's lock keeps number, sinks and place in the stream together. With batches nobody writes to the
+/// descriptor under it, before the tap is taken off.
 class TapCore
 {
 public:
@@ -75,32 +75,27 @@ public:
     void abandon() { m_isAbandoned.store(true); }
     bool isAbandoned() const { return m_isAbandoned.load(); }
 
-    void countDroppedText() { count(m_droppedTexts); }
-    RecordTapAccount account() const;
+    void countDroppedText() { TapCounters::count(m_counters.droppedTexts); }
+    RecordTapAccount account() const { return m_counters.account(); }
 
     /// Whether this thread is inside a sink, and so under the locks.
     static bool isInSink();
 
 private:
-    using Counter = std::atomic<std::uint64_t>;
-
-    // Relaxed: a count orders nothing. Who wants the final ones joins the writing threads first.
-    static void count(Counter & counter, std::uint64_t by = 1) { counter.fetch_add(by, std::memory_order_relaxed); }
-
     void putOut(ThreadText & thread, RecordEnd end);
     void handOver(std::string_view record, RecordEnd end);
     void writeOut(ThreadText & thread, RecordEnd end);
+    WriteOutcome writeNow(std::string_view text, bool isRecord, bool hasLineEndAhead);
     bool needsLineEndAhead(ThreadText const & thread) const;
 
     std::vector<std::shared_ptr<ThreadText>> threads();
-    void sweepUntilClosed();
     void sweep();
-    void endSweep();
+    void endBatches();
 
     std::uint64_t const m_id;
     RecordTapOptions const m_options;
-    bool const m_holdsOffPipeSignal;
     std::atomic<bool> m_isAbandoned{false};
+    TapCounters m_counters;
 
     std::mutex m_threadsMutex;
     std::vector<std::shared_ptr<ThreadText>> m_threads;
@@ -110,22 +105,10 @@ private:
     std::mutex m_outputMutex;
     std::uint64_t m_lastRecord = 0;
     std::uint64_t m_lineOwner; ///< the thread that may go on with the last line of the descriptor
-    bool m_isStalled = false;
+    TapOutput m_output;        ///< not used as long as there are batches
+    std::unique_ptr<TapBatch> m_batch;
 
-    Counter m_records{0};
-    Counter m_written{0};
-    std::array<Counter, kLossReasons> m_lost{};
-    Counter m_bytes{0};
-    Counter m_oversized{0};
-    Counter m_sweeps{0};
-    Counter m_lineEnds{0};
-    Counter m_sinkFailures{0};
-    Counter m_droppedTexts{0};
-
-    std::mutex m_closingMutex;
-    std::condition_variable m_closing;
-    bool m_isClosing = false;
-    std::unique_ptr<QuietThread> m_sweeper;
+    std::unique_ptr<PeriodicThread> m_sweeper;
 };
 
 } // namespace common::log::host

@@ -29,6 +29,17 @@ void fill(int descriptor)
     }
 }
 
+/// A pipe that takes so many bytes before its reader has to come.
+Channel pipeWithRoom(std::size_t bytes)
+{
+    Channel pipe = Channel::pipe(O_NONBLOCK);
+    fill(pipe.writer());
+    for (std::string taken; taken.size() < bytes;) {
+        taken += pipe.next(4096); // a page becomes free with its last byte
+    }
+    return pipe;
+}
+
 /// A terminal whose other side has hung up: every write is an input/output error.
 int openHungUpTerminal()
 {
@@ -64,7 +75,17 @@ FailingDescriptor const kFailingDescriptors[] = {
 
 } // namespace
 
-TEST(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
+class RecordTapLoss : public RecordTapModes
+{
+};
+INSTANTIATE_TEST_SUITE_P(Mode, RecordTapLoss, kModes, modeName);
+
+class RecordTapDescriptor : public RecordTapModes
+{
+};
+INSTANTIATE_TEST_SUITE_P(Mode, RecordTapDescriptor, kModes, modeName);
+
+TEST_P(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
 {
     for (FailingDescriptor const & failing : kFailingDescriptors) {
         SCOPED_TRACE(failing.name);
@@ -72,10 +93,10 @@ TEST(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
         int const descriptor = failing.make(pipe);
         Collector collector;
         {
-            RecordTap tap({descriptor, {collector.sink()}, 65536, std::chrono::milliseconds(20)});
+            RecordTap tap(options(descriptor, {collector.sink()}, std::chrono::milliseconds(20)));
             sendRecord("one");
             sendRecord("two");
-            RecordTapAccount const account = tap.account();
+            RecordTapAccount const account = settled(tap);
             EXPECT_EQ(account.lostFor(failing.loss), 2U);
             EXPECT_EQ(account.records, 2U);
             EXPECT_EQ(account.written, 0U);
@@ -90,33 +111,34 @@ TEST(RecordTapLoss, IsCountedAndHidesNothingFromTheSinks)
     }
 }
 
-TEST(RecordTapDescriptor, GoesOnWhenAStalledReaderComesBack)
+TEST_P(RecordTapDescriptor, GoesOnWhenAStalledReaderComesBack)
 {
     Channel pipe = Channel::pipe(O_NONBLOCK);
     fill(pipe.writer());
-    RecordTap const tap({pipe.writer(), {}, 65536, std::chrono::milliseconds(20)});
+    RecordTap const tap(options(pipe.writer(), {}, std::chrono::milliseconds(20)));
     sendRecord("lost");
+    (void)settled(tap);
     (void)pipe.next();
     sendRecord("found");
-    EXPECT_EQ(tap.account().lostFor(Loss::readerStalled), 1U);
+    EXPECT_EQ(settled(tap).lostFor(Loss::readerStalled), 1U);
     EXPECT_EQ(tap.account().written, 1U);
     EXPECT_THAT(pipe.next(), EndsWith("|found"));
 }
 
-TEST(RecordTapDescriptor, CompletesPartialWritesForASlowReader)
+TEST_P(RecordTapDescriptor, CompletesPartialWritesForASlowReader)
 {
     Channel pipe = Channel::pipe(O_NONBLOCK);
     ASSERT_GE(::fcntl(pipe.writer(), F_SETPIPE_SZ, 4096), 4096);
-    RecordTap const tap({pipe.writer(), {}, 65536, std::chrono::seconds(10)});
+    RecordTap const tap(options(pipe.writer(), {}, std::chrono::seconds(10)));
     std::string const message = std::string(50000, 'm') + "end";
     std::thread writing([&] { sendRecord(message); });
     std::string const received = pipe.nextUpTo("end");
     writing.join();
-    EXPECT_EQ(tap.account().written, 1U);
+    EXPECT_EQ(settled(tap).written, 1U);
     EXPECT_EQ(parseRecord(splitLines(received).at(0)).message, message);
 }
 
-TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
+TEST(RecordTapDirect, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
 {
     static std::atomic<int> signals{0};
     struct sigaction action = {};
@@ -144,6 +166,57 @@ TEST(RecordTapDescriptor, HandsOverAheadOfABlockedWriteWhichNoSignalEnds)
     writing.join();
     EXPECT_EQ(tap.account().written, 1U);
     sigaction(SIGUSR1, &previous, nullptr);
+}
+
+TEST(RecordTapBatches, LeaveNoTracingThreadToAStalledReader)
+{
+    Channel pipe = pipeWithRoom(0);
+    ::fcntl(pipe.writer(), F_SETFL, 0);
+    Collector collector;
+    RecordTapOptions const options{pipe.writer(), {collector.sink()}, 1000, {}, std::chrono::milliseconds(1), 5000};
+    std::string received;
+    RecordTapAccount account;
+    std::thread reading;
+    {
+        RecordTap const tap(options);
+        for (int record = 0; record < 100; ++record) {
+            sendRecord(std::string(400, 'm') + "end"); // none waits
+        }
+        EXPECT_EQ(collector.ends().size(), 100U);
+        EXPECT_EQ(tap.account().written, 0U);
+        EXPECT_GE(tap.account().lostFor(Loss::readerStalled), 80U);
+        reading = std::thread([&] { received = pipe.nextUpTo("flush"); });
+        account = settled(tap);
+        std::cerr << "\ntail without a flush";
+    }
+    reading.join();
+    std::size_t ends = 0;
+    for (auto place = received.find("mend"); place != std::string::npos; place = received.find("mend", place + 1)) {
+        ++ends;
+    }
+    EXPECT_EQ(account.records, 100U);
+    EXPECT_EQ(account.written, ends) << "whole ones";
+    EXPECT_GE(ends, 5000U / 500U - 1);
+    EXPECT_THAT(received, EndsWith("\ntail without a flush"));
+}
+
+TEST(RecordTapBatches, CountWhatWentOutWholeOfAPieceThatFailed)
+{
+    Channel pipe = pipeWithRoom(4096);
+    RecordTap const tap({pipe.writer(), {}, 65536, std::chrono::milliseconds(0), std::chrono::milliseconds(50)});
+    for (int record = 0; record < 10; ++record) {
+        std::cerr << '\n' << std::string(999, 'm') << std::flush;
+    }
+    std::cerr << "begun" << std::flush;
+    RecordTapAccount const account = settled(tap);
+    std::string received = pipe.next();
+    received.erase(0, received.find('\n'));
+    EXPECT_GE(account.written, 3U);
+    EXPECT_EQ(account.written, received.size() / 1000);
+    EXPECT_EQ(account.bytes, received.size());
+    EXPECT_EQ(account.lostFor(Loss::readerStalled), 11 - account.written);
+    std::cerr << " and ended" << std::flush; // its beginning is lost, and the last line belongs to another one
+    EXPECT_EQ(pipe.next(), "\n and ended");
 }
 
 } // namespace common::log::host::test

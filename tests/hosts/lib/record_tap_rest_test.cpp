@@ -62,11 +62,21 @@ int statusOfChild(Body body)
 
 } // namespace
 
-TEST(RecordTapRest, GoesOutWithTheSweep)
+class RecordTapRest : public RecordTapModes
+{
+};
+INSTANTIATE_TEST_SUITE_P(Mode, RecordTapRest, kModes, modeName);
+
+class RecordTapFork : public RecordTapModes
+{
+};
+INSTANTIATE_TEST_SUITE_P(Mode, RecordTapFork, kModes, modeName);
+
+TEST_P(RecordTapRest, GoesOutWithTheSweep)
 {
     Channel packets = Channel::packets();
     Collector collector;
-    RecordTap const tap({packets.writer(), {collector.sink()}});
+    RecordTap const tap(options(packets.writer(), {collector.sink()}));
     std::cerr << "without a flush";
     EXPECT_EQ(packets.next(), "without a flush");
     std::cerr << ", and on" << std::flush;
@@ -78,25 +88,24 @@ TEST(RecordTapRest, GoesOutWithTheSweep)
     EXPECT_EQ(tap.account().sweeps, 2U);
 }
 
-TEST(RecordTapRest, GoesOutAtTheEndOfTheThread)
+TEST_P(RecordTapRest, GoesOutAtTheEndOfTheThread)
 {
-    Channel packets = Channel::packets();
+    Channel pipe = Channel::pipe();
     Collector collector;
-    RecordTap const tap({packets.writer(), {collector.sink()}});
+    RecordTap const tap(options(pipe.writer(), {collector.sink()}));
     std::thread([] {
         t_late.use = 1; // older than the thread's buffer, and so destroyed later
         std::cerr << "last words";
     }).join();
-    EXPECT_EQ(packets.next(), "last words");
-    EXPECT_EQ(packets.next(), "\nbehind all others");
+    EXPECT_EQ(pipe.nextUpTo("others"), "last words\nbehind all others");
     EXPECT_THAT(collector.ends(), ElementsAre(RecordEnd::threadEnd, RecordEnd::flush));
 }
 
-TEST(RecordTapRest, GoesOutAtTheRemovalAndNotAgainAtTheEndOfTheThread)
+TEST_P(RecordTapRest, GoesOutAtTheRemovalAndNotAgainAtTheEndOfTheThread)
 {
     Channel pipe = Channel::pipe();
     Collector collector;
-    auto tap = std::make_unique<RecordTap>(RecordTapOptions{pipe.writer(), {collector.sink()}});
+    auto tap = std::make_unique<RecordTap>(options(pipe.writer(), {collector.sink()}));
     WaitingWriter writer("rest");
     tap.reset();
     writer.end();
@@ -104,11 +113,11 @@ TEST(RecordTapRest, GoesOutAtTheRemovalAndNotAgainAtTheEndOfTheThread)
     EXPECT_EQ(pipe.rest(), "rest");
 }
 
-TEST(RecordTapFork, LeavesTheRestsToTheParent)
+TEST_P(RecordTapFork, LeavesTheRestsToTheParent)
 {
     Channel pipe = Channel::pipe();
     Collector collector;
-    auto tap = std::make_unique<RecordTap>(RecordTapOptions{pipe.writer(), {collector.sink()}});
+    auto tap = std::make_unique<RecordTap>(options(pipe.writer(), {collector.sink()}));
     WaitingWriter writer("rest of a thread");
     std::cerr << "rest of the parent";
     int const status = statusOfChild([&] {
@@ -130,7 +139,7 @@ TEST(RecordTapFork, LeavesTheRestsToTheParent)
     }
 }
 
-TEST(RecordTapFork, FindsNoLockHeldInTheChild)
+TEST_P(RecordTapFork, FindsNoLockHeldInTheChild)
 {
     Channel pipe = Channel::pipe();
     std::thread reading([&] {
@@ -138,7 +147,7 @@ TEST(RecordTapFork, FindsNoLockHeldInTheChild)
         }
     });
     {
-        RecordTap const tap({pipe.writer()});
+        RecordTap const tap(options(pipe.writer()));
         std::atomic<bool> isOver{false};
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 3; ++thread) {

@@ -7,12 +7,14 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <cstddef>
 #include <ctime>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -55,13 +57,13 @@ public:
     void closeWriter() { (void)::close(std::exchange(m_ends[1], -1)); }
 
     /// What one `read` gives: of packets, one. Empty at the end, and where nothing comes for 10 s.
-    std::string next() const
+    std::string next(std::size_t most = 1 << 17) const
     {
         pollfd request{m_ends[0], POLLIN, 0};
         if (::poll(&request, 1, 10000) != 1) {
             return {};
         }
-        std::string text(1 << 17, '\0');
+        std::string text(most, '\0');
         ssize_t const size = ::read(m_ends[0], text.data(), text.size());
         text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
         return text;
@@ -110,6 +112,33 @@ private:
     mutable std::mutex m_mutex;
     std::vector<RecordEnd> m_ends;
 };
+
+/// Both ways in which a tap brings records to its descriptor: with the period of the batches.
+class RecordTapModes : public testing::TestWithParam<std::chrono::milliseconds>
+{
+protected:
+    static RecordTapOptions options(int descriptor, std::vector<RecordSink> sinks = {},
+                                    std::chrono::milliseconds patience = std::chrono::milliseconds(100))
+    {
+        return {descriptor, std::move(sinks), 65536, patience, GetParam()};
+    }
+};
+inline std::string modeName(testing::TestParamInfo<std::chrono::milliseconds> const & info)
+{
+    return info.param.count() == 0 ? "Direct" : "Batches";
+}
+inline auto const kModes = testing::Values(std::chrono::milliseconds(0), std::chrono::milliseconds(2));
+
+/// Waits until all that came is written or lost.
+inline RecordTapAccount settled(RecordTap const & tap)
+{
+    RecordTapAccount account = tap.account();
+    while (account.records != account.written + account.lostAltogether()) {
+        std::this_thread::yield();
+        account = tap.account();
+    }
+    return account;
+}
 
 /// A record of the library with this message.
 inline void sendRecord(std::string const & message)

@@ -46,6 +46,11 @@ struct RecordTapOptions
     std::size_t limitBytes = 65536; ///< a longer record goes out in pieces of this size; at least 1
     /// How long a full non-blocking descriptor is waited for, anew whenever it took something.
     std::chrono::milliseconds patience{100};
+    /// How long a record may wait to be written together with others by a thread of the tap; 0: each is written at once,
+    /// by its own thread.
+    std::chrono::milliseconds batchPeriod{0};
+    /// Of what waits so; as much again may be under way to the descriptor. At least a record of the limit.
+    std::size_t batchBytes = std::size_t{4} * 1024 * 1024;
 };
 
 /// Why a record did not reach the descriptor, or only in part.
@@ -55,12 +60,13 @@ enum class Loss
     noSpace,       ///< disk, quota or file size exhausted
     inputOutput,   ///< device error
     badDescriptor, ///< closed, or not for writing
-    readerStalled, ///< non-blocking and still full after the patience
+    readerStalled, ///< non-blocking and still full after the patience; or no room among what waits to be written
     other
 };
 constexpr std::size_t kLossReasons = 6;
 
-/// Counts since the installation. Once all is quiet, `records` is `written` and all of `lost` together.
+/// Counts since the installation. Once all is quiet, `records` is `written` and all of `lost` together; with batches
+/// that is when the last one is out.
 struct RecordTapAccount
 {
     std::uint64_t records = 0;                      ///< records and pieces that went to the sinks and the descriptor
@@ -79,6 +85,13 @@ struct RecordTapAccount
 
 /// Stands behind `std::cerr` while it lives, and brings out the records of all threads whole and one after the other:
 /// each by a single `write`, after it went to the sinks.
+///
+/// With batches, a record is with the sinks and in the memory of the tap when its flush returns. One thread, which looks
+/// for it each period, writes what has gathered in pieces of about 64 KiB that end where a record ends. So no thread that
+/// traces makes a system call for the stream or waits for its reader: an ordinary call costs the same whatever the stream
+/// is. What waits is lost where the process dies, unless a sink has kept it. A reader that stalls lets the memory run
+/// full; what finds no room is lost for the descriptor, and only for it. Where a piece fails, the records that went out
+/// whole are written, and the others lost.
 ///
 /// The records of this system begin with a line end and end with a flush. A thread's insertions gather in a buffer of
 /// its own until that flush. What is left without one goes out at the thread's next flush, at its end, when the tap is
@@ -100,14 +113,15 @@ struct RecordTapAccount
 ///            off after the last; a thread that does not write just then may be older or live longer. A buffer put on
 ///            top of it goes first. Setting it clears the error state of the stream, which it never sets itself.
 /// Threads    Any number write at once. They meet in one lock, around sinks and `write`: a reader that stalls a
-///            blocking descriptor holds all of them up. `account` may be called at any time.
+///            blocking descriptor holds all of them up. With batches it is around the sinks and a copy of the record, and
+///            the reader holds up none but the removal, which waits until all is written or lost. `account` may be called at any time.
 /// Real time  Not for a thread with a deadline. The real-time road of the library never comes here: its records are
 ///            written by the worker of the Handler. A thread's first insertion allocates its buffer.
 /// Errors     A failed write is counted and forgotten; the next record is tried anew. SIGPIPE does not reach the
 ///            process: let the host ignore it; where it has its default action at the installation, the tap holds it
 ///            off around each write, at the price of more system calls.
-/// Fork       The child writes to the same descriptor, with neither sinks nor sweep and with a fresh account. What was
-///            not flushed at the fork is the parent's.
+/// Fork       The child writes to the same descriptor, with neither sinks, sweep nor batches and with a fresh account.
+///            What was not flushed or not written at the fork is the parent's.
 class RecordTap : private std::streambuf
 {
 public:
