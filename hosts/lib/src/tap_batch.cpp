@@ -15,8 +15,7 @@ constexpr std::size_t kUsualBytes = 128;   // of a record, at least
 
 TapBatch::TapBatch(RecordTapOptions const & options, std::mutex & outputMutex, TapCounters & counters)
     : m_limitBytes(std::max(options.batchBytes, options.limitBytes + 1)), m_outputMutex(outputMutex),
-      m_counters(counters),
-      m_output(options.descriptor, options.patience, false, counters) // the thread has all signals blocked
+      m_counters(counters), m_output(options.descriptor, options.patience, isPipeSignalDeadly(), counters)
 {
     for (Store * const store : {&m_gathered, &m_outgoing}) {
         store->text.reserve(m_limitBytes + 1); // here, and not while threads wait for the lock
