@@ -24,7 +24,6 @@ constexpr unsigned int kConnectionsForCalls = 64;
 constexpr unsigned int kLeastConnections = 128;
 constexpr std::size_t kConnectionMemory = std::size_t{16} * 1024;
 constexpr std::size_t kBlock = std::size_t{16} * 1024;
-constexpr unsigned int kIdleSeconds = 10;
 constexpr std::size_t kMostBodyBytes = std::size_t{8} * 1024 * 1024;
 constexpr std::chrono::milliseconds kPauseOfLooks(50);
 constexpr std::chrono::seconds kStall(1);
@@ -75,7 +74,6 @@ struct Door::Server::Incoming
 {
     Server & server;
     std::string target;
-    std::size_t targetSize; ///< of all of it, where only its beginning was kept
     std::string body{};
     bool isSeen = false; ///< its head was looked at
     bool isRefused = false;
@@ -104,7 +102,7 @@ Door::Server::Server(DoorOptions const & options, DoorHost host, NodeService & n
         throw std::runtime_error("The door cannot be opened: the system refuses an event");
     }
     try {
-        startDaemon();
+        startDaemon(options.idleSeconds);
         m_thread.emplace("door", [this] { loop(); });
     } catch (...) {
         if (m_daemon != nullptr) {
@@ -122,7 +120,7 @@ Door::Server::~Server()
     (void)::close(m_wakeup);
 }
 
-void Door::Server::startDaemon()
+void Door::Server::startDaemon(unsigned int idleSeconds)
 {
     // Of the library's callbacks, none lets an exception out: it is written in C.
     MHD_AccessHandlerCallback const handler = [](void *, MHD_Connection * connection, char const *, char const * method,
@@ -137,9 +135,7 @@ void Door::Server::startDaemon()
     // The target as it came: its percent signs are read here, and not by the library, which forgives too much.
     auto * const keepTarget = +[](void * server, char const * target, MHD_Connection *) -> void * {
         try {
-            std::string_view const all(target);
-            return new Incoming{*static_cast<Server *>(server), std::string(all.substr(0, kLimitOfTarget + 1)),
-                                all.size()};
+            return new Incoming{*static_cast<Server *>(server), target};
         } catch (std::exception const &) {
             return nullptr;
         }
@@ -155,7 +151,7 @@ void Door::Server::startDaemon()
         {MHD_OPTION_LISTEN_SOCKET, 0, nullptr},
         {MHD_OPTION_CONNECTION_LIMIT, static_cast<std::intptr_t>(m_connectionLimit), nullptr},
         {MHD_OPTION_CONNECTION_MEMORY_LIMIT, static_cast<std::intptr_t>(kConnectionMemory), nullptr},
-        {MHD_OPTION_CONNECTION_TIMEOUT, static_cast<std::intptr_t>(kIdleSeconds), nullptr},
+        {MHD_OPTION_CONNECTION_TIMEOUT, static_cast<std::intptr_t>(idleSeconds), nullptr},
         {MHD_OPTION_STRICT_FOR_CLIENT, 1, nullptr},
         {MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1, nullptr}, // blocked on the thread of the loop
         {MHD_OPTION_NOTIFY_COMPLETED, reinterpret_cast<std::intptr_t>(forget), this},

@@ -39,7 +39,7 @@ private:
     struct Incoming;
     struct Outgoing;
 
-    void startDaemon();
+    void startDaemon(unsigned int idleSeconds);
     void loop();
     int timeoutMilliseconds(Clock::time_point now);
     void wakeStreams(Clock::time_point now);

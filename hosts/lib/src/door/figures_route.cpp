@@ -1,6 +1,8 @@
 #include "routes.h"
 #include "values.h"
 
+#include "../utc_text.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -59,7 +61,7 @@ Reply showHealth(RouteContext & context, Request & /*request*/)
     return answerOf(Json{{"program", context.host.program},
                          {"version", context.host.version},
                          {"process", ::getpid()},
-                         {"started", timeText(context.started)},
+                         {"started", utcText(context.started)},
                          {"uptimeSeconds", std::chrono::duration_cast<std::chrono::seconds>(uptime).count()},
                          {"run", runJson(context.feed)},
                          {"units", context.switches.addresses().units},

@@ -2,6 +2,8 @@
 #include "routes.h"
 #include "values.h"
 
+#include "../utc_text.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -90,7 +92,7 @@ Answer write(RouteContext & context, Request & request, std::string const & addr
     return answerWith(outcome.result, address,
                       {{"address", address},
                        {"units", std::move(units)},
-                       {"until", outcome.until ? Json(timeText(*outcome.until)) : Json()}});
+                       {"until", outcome.until ? Json(utcText(*outcome.until)) : Json()}});
 }
 
 std::string nameOf(std::string const & address, std::string const & units)

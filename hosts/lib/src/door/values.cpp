@@ -1,13 +1,12 @@
 #include "values.h"
 
-#include <common/log/convert_timestamp.h>
+#include "../utc_text.h"
 
 #include <flatbuffers/flatbuffers.h>
 #include <metadata_generated.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <ctime>
 #include <vector>
 
 namespace common::log::host {
@@ -174,17 +173,10 @@ Json metadataJson(NodeAnswer const & answer, std::string const & address)
             {"references", references}};
 }
 
-std::string timeText(std::chrono::system_clock::time_point time)
-{
-    char text[20]; // ends ahead of the fraction
-    convertTimestamp(timespec{std::chrono::system_clock::to_time_t(time), 0}, nullptr, text, sizeof text);
-    return std::string(text) + "Z";
-}
-
 Json jsonOf(RunningSwitch const & running)
 {
     auto const left = std::chrono::ceil<std::chrono::seconds>(running.until - std::chrono::system_clock::now()).count();
-    return {{"until", timeText(running.until)},
+    return {{"until", utcText(running.until)},
             {"seconds", std::max<std::int64_t>(left, 0)},
             {"before", jsonOf(running.before)},
             {"by", running.author.userName.empty() ? std::to_string(running.author.userId) : running.author.userName}};

@@ -23,9 +23,6 @@ Json jsonOf(comm::nodebus::Variant const * value);
 /// @throws Refusal  where the node gave something else
 Json metadataJson(NodeAnswer const & answer, std::string const & address);
 
-/// To the second, in UTC.
-std::string timeText(std::chrono::system_clock::time_point time);
-
 /// As it stands in the list of units.
 Json jsonOf(RunningSwitch const & running);
 

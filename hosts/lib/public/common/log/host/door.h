@@ -45,8 +45,9 @@ struct DoorHost
 
 struct DoorOptions
 {
-    std::string socketPath; ///< its folder is made when it is missing, with rights 0755
-    std::string ringPath;   ///< the records are read from here; empty without a ring
+    std::string socketPath;        ///< its folder is made when it is missing, with rights 0755
+    std::string ringPath;          ///< the records are read from here; empty without a ring
+    unsigned int idleSeconds = 10; ///< how long a request may stand still, or a connection without one
 };
 
 /// The socket is that of a living host.
