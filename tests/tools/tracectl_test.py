@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""tracectl as a process: what it asks a door, and what it makes of the answers.
+"""tracectl as a process: what it asks a door about units, and what it makes of the answers.
 
 tracectl_test.py PROGRAM
 """
@@ -8,16 +8,10 @@ import json
 import os
 import pathlib
 import socket
-import subprocess
-import sys
-import tempfile
 import unittest
 
 from fake_door import Answer, FakeDoor, refusal
-
-PROGRAM = ""
-
-DONE, REFUSED, WRONG_USE, NO_HOST = range(4)
+from tracectl_case import NO_HOST, REFUSED, WRONG_USE, Tracectl
 
 NOWHERE = "no host at /no/where.sock: No such file or directory"
 
@@ -77,35 +71,6 @@ def node_answer(target):
     return refusal(405, "NB_UNSUPPORTED", "not to be read")
 
 
-class Tracectl(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="ctl")
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        self.socket = str(self.folder / "host.sock")
-
-    def ctl(self, *arguments, status=DONE, environment=None):
-        """What the program wrote: standard output, or its complaint where that is expected."""
-        result = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, check=False, timeout=60,
-                                stdin=subprocess.DEVNULL,
-                                env={**os.environ, "http_proxy": "http://nowhere", **(environment or {})})
-        self.assertEqual(result.returncode, status, result.stdout + result.stderr)
-        for stream in (result.stdout, result.stderr):
-            self.assertFalse([byte for byte in stream if (byte < " " and byte not in "\n\t\r") or byte == "\x7f"], stream)
-        if status == DONE:
-            self.assertEqual(result.stderr, "")
-            return result.stdout
-        self.assertTrue(result.stderr.startswith("tracectl: "), result.stderr)
-        return result.stderr.removeprefix("tracectl: ").removesuffix("\n")
-
-    def at(self, answer, *arguments, status=DONE):
-        """The same for a door, and the calls other than looks at units and health that came to it."""
-        with FakeDoor(self.socket, answer) as door:
-            output = self.ctl("--socket", self.socket, *arguments, status=status)
-            calls = [call for call in door.calls if call[1] != "/health" and not call[1].startswith("/units")]
-        return output, calls
-
-
 class WrongUse(Tracectl):
     CASES = [
         ([], "a command is needed, see tracectl --help"),
@@ -128,6 +93,8 @@ class WrongUse(Tracectl):
         (["tail", "--json", "--lnav"], "--json excludes --lnav"),
         (["export"], "export: needs one of --lnav, --csv, --json"),
         (["export", "--csv", "--lnav"], "export: needs one of --lnav, --csv, --json"),
+        (["tail", "--grep", "("], "--grep: '(' is no regular expression: Unmatched ( or \\("),
+        (["export", "--csv", "--grep", "a{2"], "--grep: 'a{2' is no regular expression: Unmatched \\{"),
         (["top", "--every", "1ms"], "--every: '1ms' is not between 100ms and 1h"),
         (["top", "--looks", "x"], "--looks: 'x' is not a number from 1 on"),
     ]
@@ -150,7 +117,7 @@ class WrongUse(Tracectl):
 
 class Search(Tracectl):
     COMMANDS = [["list"], ["tree"], ["set", "x", "m"], ["on", "x"], ["off", "x"], ["default", "x"], ["save"], ["load"],
-                ["forget"], ["stats"], ["top"]]
+                ["forget"], ["dump"], ["stats"], ["top"], ["export", "--csv"]]
 
     def test_every_command_needs_a_host(self):
         for command in self.COMMANDS:
@@ -324,5 +291,4 @@ class BadDoors(Tracectl):
 
 
 if __name__ == "__main__":
-    PROGRAM = sys.argv.pop(1)
     unittest.main()

@@ -1,14 +1,17 @@
 #include "run.h"
 
 #include "door_client.h"
+#include "record_commands.h"
 #include "socket_search.h"
 #include "switch_commands.h"
+#include "tail.h"
 #include "unit_commands.h"
 
 namespace tracectl {
 
 namespace {
 
+/// All but what reads records, which may do without a host.
 void runAtDoor(DoorClient & door, Options const & options, Output & output)
 {
     switch (options.command) {
@@ -40,6 +43,15 @@ void runAtDoor(DoorClient & door, Options const & options, Output & output)
 
 void run(Options const & options, Output & output)
 {
+    switch (options.command) {
+    case Command::tail:
+        return followRecords(options, RecordFilter(options), output);
+    case Command::dump:
+    case Command::exportRecords:
+        return writeRecords(options, RecordFilter(options), output);
+    default:
+        break;
+    }
     DoorClient door(options.socketPath.empty() ? socketOfTheHost() : options.socketPath);
     runAtDoor(door, options, output);
 }
