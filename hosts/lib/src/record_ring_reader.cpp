@@ -63,8 +63,9 @@ public:
             }
             std::optional<RingRecord> record = read(m_position);
             if (!record) {
-                // Each of these goes ahead, so this comes to the head.
-                m_position = m_position < tail() ? std::max(m_position, oldest().position) : behindDamage();
+                // Ahead in any case, so that this comes to the head whatever the file holds.
+                std::uint64_t const begin = m_position < tail() ? oldest().position : 0;
+                m_position = begin > m_position ? begin : behindDamage();
                 continue;
             }
             m_position += RingEntry{0, static_cast<std::uint32_t>(record->text.size())}.bytes();
