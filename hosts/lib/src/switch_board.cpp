@@ -86,7 +86,8 @@ public:
     SaveOutcome save(bool isForced, SwitchAuthor const & author);
     NbResult load(SwitchAuthor const & author);
     std::vector<RunningSwitch> running() const;
-    bool expire(); ///< whether all that is due has ended; otherwise something has to be tried again
+    bool expire() { return endDueBy(m_clock()); }
+    bool endAll() { return endDueBy(Time::max()); }
 
     Addresses const & addresses() const { return m_addresses; }
 
@@ -95,6 +96,8 @@ private:
 
     void keepSwitched(std::vector<UnitState> & units, EnablingState const & wanted);
     void lay(UnitState const & unit, std::optional<Layer> const & layer);
+    /// Whether all that is due has ended; otherwise something has to be tried again.
+    bool endDueBy(Time now);
     bool putBack(std::string const & address, SwitchedStack & stack, Time now);
     void endChanged();
     void addLeftAlone(std::string const & address, SwitchedStack const & stack, EnablingState const & found);
@@ -274,10 +277,9 @@ std::vector<RunningSwitch> SwitchBoard::Board::running() const
     return list;
 }
 
-bool SwitchBoard::Board::expire()
+bool SwitchBoard::Board::endDueBy(Time now)
 {
     m_mustRetry = false;
-    Time const now = m_clock();
     for (auto at = m_stacks.begin(); at != m_stacks.end();) {
         bool const hasEnded = at->second.layers.back().due <= now && putBack(at->first, at->second, now);
         at = hasEnded ? m_stacks.erase(at) : std::next(at);
@@ -409,6 +411,11 @@ std::vector<RunningSwitch> SwitchBoard::running() const
 void SwitchBoard::expire()
 {
     (void)m_board->run([&] { return m_board->expire(); });
+}
+
+void SwitchBoard::endAll()
+{
+    (void)m_board->run([&] { return m_board->endAll(); });
 }
 
 } // namespace common::log::host

@@ -142,6 +142,8 @@ public:
 
     /// Puts back what is due by now.
     void expire();
+    /// Puts back all, due or not, as at the end of a host that saves the states then.
+    void endAll();
 
 private:
     class Board;
