@@ -1,10 +1,12 @@
 #include "command_line.h"
 
+#include "byte_size.h"
 #include "input_line.h"
 #include "paths.h"
 #include "privileges.h"
 #include "unit_names.h"
 
+#include <common/log/host/door_socket.h>
 #include <common/log/host/duration_text.h>
 #include <common/log/host/name_pattern.h>
 #include <common/log/host/state_text.h>
@@ -34,19 +36,27 @@ constexpr nanoseconds kHighestThreshold = std::chrono::hours(1);
 constexpr nanoseconds kShortestDuration = std::chrono::milliseconds(1);
 constexpr nanoseconds kLongestDuration = std::chrono::hours(100'000);
 constexpr int kMostLoadThreads = 256;
-constexpr std::size_t kMostUnitNameSize = 63; ///< of a unit of the library, which cuts longer ones without a word
+constexpr std::uint64_t kSmallestRing = std::uint64_t{1} << 20;
+constexpr std::uint64_t kLargestRing = std::uint64_t{16} << 30;
+constexpr std::size_t kLongestSocketPath = 107; ///< of the system's address of a Unix socket
+constexpr std::size_t kMostUnitNameSize = 63;   ///< of a unit of the library, which cuts longer ones without a word
 
 constexpr char const * kDescription =
     "Runs a cyclic task, measures how late it wakes, and traces that and each line of its inputs\n"
     "to standard error. Closes with a summary on standard output.\n";
 
 constexpr char const * kFooter =
-    "A DURATION is a whole number with ns, us, ms, s, m or h directly behind it.\n"
+    "A DURATION is a whole number with ns, us, ms, s, m or h directly behind it, a SIZE one of bytes, or\n"
+    "with KiB, MiB or GiB.\n"
     "\n"
-    "Units: cycle.wakeup, cycle.summary, host.loss, host.nodes, host.start, host.store, input.stdin\n"
-    "(each line of standard input, unless that is a terminal) and, for each followed file, input.\n"
-    "with the file's name, its dots as underscores. A pattern of --state knows * and ?; the first\n"
-    "one that matches a unit's name decides. A saved state of a unit wins over --state.\n"
+    "Units: cycle.wakeup, cycle.summary, host.loss, host.nodes, host.start, host.store, host.switch,\n"
+    "input.stdin (each line of standard input, unless that is a terminal) and, for each followed\n"
+    "file, input. with the file's name, its dots as underscores. A pattern of --state knows * and ?;\n"
+    "the first one that matches a unit's name decides. A saved state of a unit wins over --state.\n"
+    "\n"
+    "While it runs, tracectl switches its units and reads its records. The newest of them lie in the\n"
+    "file records.ring of the state directory, also after the process was killed; those of the run\n"
+    "before in records.ring.old.\n"
     "\n"
     "A file is followed by its name: one that exists is read from its end on, one that appears\n"
     "later, or in the place of the first, from its beginning. It may grow, rotate, shrink, go and\n"
@@ -164,7 +174,7 @@ void addInputOptions(CLI::App & app, Options & options)
 
 void addStoreOptions(CLI::App & app, Options & options)
 {
-    app.add_option("--state-dir", options.stateDirectory, "Where the states of units are saved")
+    app.add_option("--state-dir", options.stateDirectory, "Where states are saved and the ring lies")
         ->type_name("DIR")
         ->default_str(defaultStateDirectory());
     app.add_option("--root", options.root, "Folder of the type file; by default beside the program")->type_name("DIR");
@@ -177,6 +187,36 @@ void addStoreOptions(CLI::App & app, Options & options)
         "--forget", [&options] { options.mode = Mode::forget; }, "Delete the saved states and end");
     list->excludes(tree)->excludes(forget);
     tree->excludes(forget);
+}
+
+std::uint64_t ringBytesOf(std::string const & text)
+{
+    std::uint64_t const bytes = parseByteSize(text).value_or(1);
+    if (bytes != 0 && (bytes < kSmallestRing || bytes > kLargestRing)) {
+        refuse("--ring", "'" + text + "' is not a size from 1MiB to 16GiB, or 0");
+    }
+    return bytes;
+}
+
+void addDoorOptions(CLI::App & app, Options & options)
+{
+    app.add_option_function<std::string>(
+           "--socket",
+           [&options](std::string const & path) {
+               if (path.empty() || path.size() > kLongestSocketPath) {
+                   refuse("--socket",
+                          "'" + path + "' is not a path of 1 to " + std::to_string(kLongestSocketPath) + " characters");
+               }
+               options.socket = path == "-" ? "" : path;
+           },
+           "Where tracectl gets in; - for nowhere")
+        ->type_name("PATH")
+        ->default_str(options.socket);
+    app.add_option_function<std::string>(
+           "--ring", [&options](std::string const & text) { options.ringBytes = ringBytesOf(text); },
+           "Size of the file with the newest records, such as 8MiB; 0 for none")
+        ->type_name("SIZE")
+        ->default_str("64MiB");
 }
 
 void addDurationOfRun(CLI::App & app, Options & options)
@@ -244,8 +284,8 @@ void checkTogether(Options const & options)
         refuse("--error-above", durationText(options.errorAbove) + " is below the " + durationText(options.warnAbove) +
                                     " of --warn-above");
     }
-    std::vector<std::string> names{kCycleWakeup, kCycleSummary, kHostLoss,  kHostNodes,
-                                   kHostStart,   kHostStore,    kInputStdin};
+    std::vector<std::string> names{kCycleWakeup, kCycleSummary, kHostLoss,   kHostNodes,
+                                   kHostStart,   kHostStore,    kHostSwitch, kInputStdin};
     for (FollowedFile const & file : options.files) {
         checkFile(file);
         if (std::find(names.begin(), names.end(), file.unitName) != names.end()) {
@@ -285,6 +325,7 @@ std::string oneLine(std::string text)
 CommandLine parseCommandLine(int argumentCount, char const * const * arguments)
 {
     Options options;
+    options.socket = common::log::host::defaultDoorSocket("tracehost");
     CLI::App app(kDescription, "tracehost");
     app.set_version_flag("--version", "tracehost " TRACEHOST_VERSION)->description("Show the version and end");
     app.set_help_flag("-h,--help", "Show this and end");
@@ -294,6 +335,7 @@ CommandLine parseCommandLine(int argumentCount, char const * const * arguments)
     addCycleOptions(app, options);
     addInputOptions(app, options);
     addStoreOptions(app, options);
+    addDoorOptions(app, options);
     addDurationOfRun(app, options);
     try {
         app.parse(argumentCount, arguments);

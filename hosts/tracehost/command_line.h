@@ -3,6 +3,7 @@
 #include "state_rules.h"
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ struct Options
     std::optional<common::log::trace::EnablingState> selfTrace;
     std::string stateDirectory;                                   ///< in which states are saved; need not be there
     std::string root;                                             ///< below which the type file lies
+    std::string socket;                                           ///< of the door; empty without one
+    std::uint64_t ringBytes = std::uint64_t{64} * 1024 * 1024;    ///< 0 without a ring
     bool isSaving = false;                                        ///< at the end of the run
     std::chrono::nanoseconds duration = std::chrono::seconds(20); ///< 0 for ever
 };

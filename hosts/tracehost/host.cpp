@@ -6,6 +6,7 @@
 #include "load.h"
 #include "loss_watch.h"
 #include "node_tree.h"
+#include "outward.h"
 #include "privileges.h"
 #include "signals.h"
 #include "summary.h"
@@ -17,9 +18,11 @@
 #include <common/log/host/record_census.h>
 #include <common/log/host/record_tap.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -77,13 +80,6 @@ Units addUnits(TraceSystem & system, Options const & options)
     return units;
 }
 
-common::log::host::RecordTapOptions tapOptions(RecordCensus & census)
-{
-    common::log::host::RecordTapOptions options;
-    options.sinks = {[&census](common::log::host::TappedRecord const & record) { census.see(record); }};
-    return options;
-}
-
 /// Changes with whatever becomes of a record on the stream.
 std::uint64_t progressOf(RecordTap const & tap)
 {
@@ -91,13 +87,22 @@ std::uint64_t progressOf(RecordTap const & tap)
     return account.bytes + account.lostAltogether();
 }
 
+/// Waits until each record that came to the stream was written or lost. The guard of the end ends this too.
+void waitForStream(RecordTap const & tap)
+{
+    for (auto account = tap.account(); account.records > account.written + account.lostAltogether();
+         account = tap.account()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 } // namespace
 
 // Not in the namespace without a name, which would stand in the records.
-static void traceStart(CountedLog & unit, Options const & options, std::string const & refusals)
+static void traceStart(CountedLog & unit, Options const & options, Refusals const & refusals)
 {
-    if (!refusals.empty()) {
-        COMMON_LOG_WARNING(unit, "Running without %s", refusals.c_str());
+    for (std::string const & refusal : refusals) {
+        COMMON_LOG_WARNING(unit, "Running without %s", refusal.c_str());
     }
     COMMON_LOG_MESSAGE(unit, "Version %s: period %s, load threads %u, followed files %zu", TRACEHOST_VERSION,
                        common::log::host::durationText(options.period).c_str(), options.loadThreads,
@@ -110,13 +115,16 @@ int runHost(Options const & options)
     common::log::host::FatalSignals const fatalSignals({"tracehost"});
     common::log::trace::CallAccount calls;
     RecordCensus census;
+    Refusals refusals;
+    auto const ring = openRing(options, refusals);
     std::string summary;
     Account account;
     bool isSaved = true;
     {
-        RecordTap const tap(tapOptions(census));
+        RecordTap const tap(tapOptions(census, ring.get()));
         auto system = std::make_unique<TraceSystem>(options, calls);
         Units const units = addUnits(*system, options);
+        auto door = openDoor(options, *system, {ring.get(), census, tap, calls}, refusals);
         Inputs inputs;
         if (units.standardInput != nullptr) {
             inputs.addStandardInput(*units.standardInput);
@@ -131,9 +139,12 @@ int runHost(Options const & options)
         HostThread starter;
         {
             Load const load(options.loadThreads);
-            std::string const refusals = acquirePrivileges(cycle.thread().handle(), {options.priority, options.cpu});
+            std::string const rights = acquirePrivileges(cycle.thread().handle(), {options.priority, options.cpu});
+            if (!rights.empty()) {
+                refusals.push_back(rights);
+            }
             // On a thread of its own, since this one has to take signals: the stream may be stalled from the start.
-            starter.start([&start = *units.start, &options, refusals] { traceStart(start, options, refusals); });
+            starter.start([&start = *units.start, &options, &refusals] { traceStart(start, options, refusals); });
             (void)starter.waitFor(kStartLimit);
             inputs.start();
             lossWatch.start();
@@ -144,7 +155,7 @@ int runHost(Options const & options)
         cycle.stop();
         cycle.thread().join(); // it never waits for the stream, unlike all that follows
         auto const summarize = [&] {
-            std::uint64_t const ofLibrary = census.of("common.log.trace").altogether();
+            std::uint64_t const ofLibrary = census.of(kOwnUnit).altogether();
             account = {calls.counts(), tap.account(), census.sum().altogether() - ofLibrary, ofLibrary};
             return summaryText(cycle, account, inputs.lines());
         };
@@ -153,6 +164,7 @@ int runHost(Options const & options)
                                  (void)writeSummary(summarize() + kStalled);
                                  std::_Exit(1);
                              });
+        door.reset();
         inputs.stop();
         inputs.thread().join();
         starter.join();
@@ -160,6 +172,7 @@ int runHost(Options const & options)
         lossWatch.thread().join();
         isSaved = !options.isSaving || system->saveStates();
         system.reset(); // with it the handler, which writes what is queued
+        waitForStream(tap);
         summary = summarize();
     }
     return writeSummary(summary) && account.addsUp() && isSaved ? 0 : 1;

@@ -3,24 +3,31 @@
 #include "saved_states.h"
 #include "unit_names.h"
 
-#include <common/log/host/persistence_request.h>
 #include <common/log/host/state_text.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <unistd.h>
 
 namespace tracehost {
 
 using namespace common::log::trace;
 using common::log::host::flagsText;
+using common::log::host::SwitchAuthor;
+using common::log::host::SwitchBoard;
+using common::log::host::SwitchEvent;
 
 constexpr char const * kTraceComponent = "host";
 
 namespace {
 
-constexpr char const * kOwnUnit = "common.log.trace";
+SwitchBoard::Addresses addresses()
+{
+    std::string const root = "trace/" + common::log::SnapName().getSnapName();
+    return {root + "/units", root + "/admin/cfg"};
+}
 
 } // namespace
 
@@ -38,11 +45,16 @@ TraceSystem::TraceSystem(Options const & options, CallAccount & account)
     }
     m_nodeFaults = &add(kHostNodes); // ahead of the first request, which can only come behind the start
     m_storeFaults = &add(kHostStore);
+    m_switchNotes = &add(kHostSwitch);
     m_provider.start(m_service.makeProvider().release());
+    m_switches.emplace(m_service, addresses(), [this](SwitchEvent const & event) {
+        COMMON_LOG_MESSAGE(*m_switchNotes, "%s", textOf(event).c_str());
+    });
 }
 
 TraceSystem::~TraceSystem()
 {
+    m_switches.reset(); // what expires from here on stays, since all of it ends
     m_provider.stop();
     (void)m_service.stop(); // no request is left that could fail
     for (CountedLog const & unit : m_units) {
@@ -81,9 +93,11 @@ bool TraceSystem::saveStates()
 {
     std::error_code ignored; // the store tells why it cannot save
     std::filesystem::create_directories(m_options.stateDirectory, ignored);
-    std::string const configuration = "trace/" + common::log::SnapName().getSnapName() + "/admin/cfg";
-    comm::nodebus::NbResult const result = common::log::host::requestPersistence(
-        m_service, configuration, common::log::host::PersistenceTask::save, "tracehost");
+    m_switches->endAll();
+    SwitchAuthor author;
+    author.userId = ::getuid();
+    author.from = "--save";
+    comm::nodebus::NbResult const result = m_switches->save(false, author).result;
     if (isFailure(result)) {
         COMMON_LOG_ERROR(*m_storeFaults, "Cannot save the states of the units in %s: %s",
                          m_options.stateDirectory.c_str(), result.toString());

@@ -4,6 +4,7 @@
 
 #include <common/log/host/file_store.h>
 #include <common/log/host/node_service.h>
+#include <common/log/host/switch_board.h>
 #include <common/log/trace.h>
 
 #include <deque>
@@ -43,11 +44,12 @@ public:
     common::log::trace::CountedLog & add(std::string const & name);
 
     common::log::host::NodeService & service() { return m_service; }
+    common::log::host::SwitchBoard & switches() { return *m_switches; }
 
     /// All registered units by name, the library's own included. While no unit is added.
     std::vector<UnitState> states() const;
 
-    /// Saves the states in force by a request to the node for it, as any client would.
+    /// Saves the states that units have without the switches that would expire, which end with this.
     ///
     /// @return false where that failed, which the unit host.store has traced
     bool saveStates();
@@ -68,8 +70,10 @@ private:
     std::deque<common::log::trace::CountedLog> m_units;
     common::log::trace::CountedLog * m_nodeFaults = nullptr;
     common::log::trace::CountedLog * m_storeFaults = nullptr;
+    common::log::trace::CountedLog * m_switchNotes = nullptr;
     common::log::host::NodeService m_service;
     common::log::trace::NodebusProvider m_provider;
+    std::optional<common::log::host::SwitchBoard> m_switches;
 };
 
 /// The units as a table: name, state at registration, state of now, and what is saved if anything is,

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tracehost::test {
@@ -23,8 +24,8 @@ using Arguments = std::vector<std::string>;
 /// A place in which nothing is saved and nothing can be.
 constexpr char const * kNoStates = "/no/states";
 
-/// The command of the program, without a real-time priority, which would let the tests slow each other down, without
-/// an end and without saved states unless `arguments` give them.
+/// The command of the program, without a real-time priority, which would let the tests slow each other down, and without
+/// an end, saved states, door and ring unless `arguments` give them.
 inline Arguments hostCommand(Arguments const & arguments)
 {
     Arguments command{TRACEHOST_PROGRAM, "--priority", "0"};
@@ -32,11 +33,12 @@ inline Arguments hostCommand(Arguments const & arguments)
     auto const isGiven = [&arguments](char const * option) {
         return std::find(arguments.begin(), arguments.end(), option) != arguments.end();
     };
-    if (!isGiven("--duration")) {
-        command.insert(command.end(), {"--duration", "0"});
-    }
-    if (!isGiven("--state-dir")) {
-        command.insert(command.end(), {"--state-dir", kNoStates});
+    std::pair<char const *, char const *> const defaults[] = {
+        {"--duration", "0"}, {"--state-dir", kNoStates}, {"--socket", "-"}, {"--ring", "0"}};
+    for (auto const & [option, value] : defaults) {
+        if (!isGiven(option)) {
+            command.insert(command.end(), {option, value});
+        }
     }
     return command;
 }

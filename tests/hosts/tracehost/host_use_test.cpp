@@ -61,6 +61,10 @@ INSTANTIATE_TEST_SUITE_P(
         UseCase{{"--state", "cycle.*"}, "--state: 'cycle.*' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
         UseCase{{"--state", "cycle.*=x"}, "--state: 'cycle.*=x' is not PATTERN=FLAGS, with FLAGS from m, w, e, or -"},
         UseCase{{"--root", "/"}, "--root: '/' has no file bfbs/common/log/trace/enablingstates.bfbs"},
+        UseCase{{"--socket", ""}, "--socket: '' is not a path of 1 to 107 characters"},
+        UseCase{{"--ring", "1048575"}, "--ring: '1048575' is not a size from 1MiB to 16GiB, or 0"},
+        UseCase{{"--ring", "1025KB"}, "--ring: '1025KB' is not a size from 1MiB to 16GiB, or 0"},
+        UseCase{{"--ring", "99999999999GiB"}, "--ring: '99999999999GiB' is not a size from 1MiB to 16GiB, or 0"},
         UseCase{{"--list", "--tree"}, "--list excludes --tree"},
         UseCase{{"--self-trace", "mm"}, "--self-trace: 'mm' is not made of m, w, e, and not -"},
         UseCase{{"--state", "axis.*=m"}, "--state: no unit matches 'axis.*'"}),
@@ -94,6 +98,7 @@ TEST(HostUse, ListsItsUnitsWithTheirStatesAndStartsNone)
                              "host.nodes        mwe      mwe\n"
                              "host.start        mwe      mwe\n"
                              "host.store        mwe      mwe\n"
+                             "host.switch       mwe      mwe\n"
                              "input.stdin       mwe      mwe\n"
                              "input.such_log    mwe      mwe\n");
     EXPECT_THAT(messagesOf(host.errors(), "host.start"), testing::IsEmpty());

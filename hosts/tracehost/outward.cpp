@@ -1,0 +1,83 @@
+#include "outward.h"
+
+#include "figures.h"
+
+#include <chrono>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace tracehost {
+
+using namespace common::log::host;
+
+namespace {
+
+constexpr std::chrono::milliseconds kBatchPeriod(2);
+
+} // namespace
+
+std::unique_ptr<RecordRing> openRing(Options const & options, Refusals & refusals)
+{
+    if (options.ringBytes == 0) {
+        return nullptr;
+    }
+    try {
+        std::filesystem::create_directories(options.stateDirectory);
+        return std::make_unique<RecordRing>(options.stateDirectory + "/records.ring",
+                                            RecordRingOptions{options.ringBytes});
+    } catch (std::system_error const & failure) {
+        refusals.push_back(std::string("the ring of records: ") + failure.what());
+        return nullptr;
+    }
+}
+
+RecordTapOptions tapOptions(RecordCensus & census, RecordRing * ring)
+{
+    RecordTapOptions options;
+    options.sinks = {[&census](TappedRecord const & record) { census.see(record); }};
+    if (ring != nullptr) {
+        options.sinks.emplace_back([ring](TappedRecord const & record) { ring->add(record); });
+        options.batchPeriod = kBatchPeriod;
+    }
+    return options;
+}
+
+std::unique_ptr<Door> openDoor(Options const & options, TraceSystem & system, Sights const & sights,
+                               Refusals & refusals)
+{
+    if (options.socket.empty()) {
+        return nullptr;
+    }
+    DoorHost host;
+    host.program = "tracehost";
+    host.version = TRACEHOST_VERSION;
+    host.units = [&system] {
+        std::vector<DoorUnit> units;
+        for (TraceSystem::UnitState const & unit : system.states()) {
+            units.push_back({unit.name, unit.given, unit.saved});
+        }
+        return units;
+    };
+    host.figures = [&tap = sights.tap, &calls = sights.calls] { return figuresOf(calls.counts(), tap.account()); };
+    host.forget = [&system] {
+        auto const result = system.forgetStates();
+        if (isFailure(result) && result != common::log::trace::TRACE_NO_SAVED_DATA) {
+            throw std::runtime_error("The store cannot delete what is saved");
+        }
+        return !isFailure(result);
+    };
+    std::string const ringPath = sights.ring != nullptr ? sights.ring->path() : "";
+    try {
+        return std::make_unique<Door>(DoorOptions{options.socket, ringPath}, std::move(host), system.service(),
+                                      system.switches(), sights.census);
+    } catch (DoorIsTaken const &) {
+        throw;
+    } catch (std::runtime_error const & failure) {
+        refusals.push_back(std::string("a door: ") + failure.what());
+        return nullptr;
+    }
+}
+
+} // namespace tracehost
