@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::size_t kBytes = std::size_t{8} * 1024 * 1024; ///< of records and events together
 constexpr std::uint64_t kRecordsAhead = 500; ///< taken in with the first reader, for those that begin a little earlier
-constexpr std::size_t kMostAtOnce = 10'000;  ///< so that a burst does not hold up all else
+constexpr std::size_t kMostLent = 32;
+constexpr std::size_t kMostAtOnce = 10'000; ///< so that a burst does not hold up all else
 
 } // namespace
 
@@ -35,31 +36,38 @@ RecordRingReader EventFeed::openRing() const
     }
 }
 
-std::optional<RingState> EventFeed::state()
+RingState EventFeed::state()
 {
     if (!m_reader) {
-        try {
-            m_reader = openRing();
-        } catch (Refusal const &) {
-            return std::nullopt;
-        }
+        m_reader = openRing();
     }
     return m_reader->state();
 }
 
+std::unique_ptr<RingLease> EventFeed::lend()
+{
+    if (m_lent >= kMostLent) {
+        return nullptr;
+    }
+    auto lease = std::make_unique<RingLease>(*this, openRing());
+    ++m_lent;
+    return lease;
+}
+
+RingLease::~RingLease() { --m_feed.m_lent; }
+
 void EventFeed::join()
 {
-    if (m_readers++ != 0) {
+    if (m_readers != 0) {
+        ++m_readers;
         return;
     }
-    if (!m_reader) {
-        m_reader = openRing();
-    }
-    RingState const now = m_reader->state();
+    RingState const now = state();
     m_newest = now.lastNumber - std::min(now.lastNumber, kRecordsAhead);
     m_newest = std::max(m_newest, now.firstNumber - std::min<std::uint64_t>(now.firstNumber, 1));
     m_floor = m_newest;
     m_reader->continueBehind(m_newest);
+    ++m_readers; // only now: all above may throw
     update();
 }
 

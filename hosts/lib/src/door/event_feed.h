@@ -7,8 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace common::log::host {
 
@@ -24,6 +26,23 @@ struct FeedEvent
     std::string text; ///< of the event, its empty line included
 };
 
+class EventFeed;
+
+/// A reader of the ring for one client alone. Their number is bounded, since each maps the whole ring.
+class RingLease
+{
+public:
+    RingLease(EventFeed & feed, RecordRingReader opened) : ring(std::move(opened)), m_feed(feed) {}
+    RingLease(RingLease const &) = delete;
+    RingLease & operator=(RingLease const &) = delete;
+    ~RingLease();
+
+    RecordRingReader ring;
+
+private:
+    EventFeed & m_feed;
+};
+
 /// The newest records of the ring, rendered once for all readers of events.
 ///
 /// Threads  That of the door.
@@ -34,12 +53,12 @@ public:
     explicit EventFeed(std::string ringPath);
 
     std::string const & path() const { return m_path; }
-    /// Of the ring, or nothing without one.
-    std::optional<RingState> state();
-    /// A reader of the caller's own.
+    /// @throws Refusal  without a ring
+    RingState state();
+    /// Null where as many are lent as may be.
     ///
     /// @throws Refusal  without a ring
-    RecordRingReader openRing() const;
+    std::unique_ptr<RingLease> lend();
 
     /// Readers of events are counted, since nothing is read for none.
     void join();
@@ -56,11 +75,16 @@ public:
     FeedEvent const * eventBehind(std::uint64_t number) const;
 
 private:
+    friend RingLease;
+
+    RecordRingReader openRing() const;
+
     std::string m_path;
     std::optional<RecordRingReader> m_reader;
     std::deque<FeedEvent> m_events; ///< never moved, and by number
     std::size_t m_bytes = 0;
     std::size_t m_readers = 0;
+    std::size_t m_lent = 0;
     std::uint64_t m_floor = 0;
     std::uint64_t m_newest = 0;
 };

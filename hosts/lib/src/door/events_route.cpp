@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <utility>
 
 namespace common::log::host {
@@ -32,8 +34,10 @@ public:
             bool const isOfThisRing = *start.after <= ring.lastNumber;
             m_done = isOfThisRing ? *start.after : ring.firstNumber - std::min<std::uint64_t>(ring.firstNumber, 1);
         }
-        if (start.last) {
-            m_search.emplace(m_feed.openRing(), *start.last, ring.lastNumber);
+        if (start.last && m_filter.passesAll()) {
+            m_done = behindWhichLast(ring, *start.last);
+        } else if (start.last) {
+            m_search.emplace(*start.last, ring.lastNumber);
         }
         leftOver() = "event: run\ndata: " +
                      textOf(Json{{"run", ring.run}, {"process", ring.processId}, {"next", ring.lastNumber + 1}}) +
@@ -45,18 +49,19 @@ public:
         if (output.used() != 0) {
             m_lastSaid = Clock::now();
         }
-        if (m_search) {
-            std::optional<std::uint64_t> const start = m_search->step(m_filter);
-            if (!start) {
-                return State::hasMore;
+        if (m_search || m_done < m_feed.floor()) {
+            if (m_lease == nullptr) {
+                m_lease = m_feed.lend();
+                if (m_lease == nullptr) {
+                    return State::waits;
+                }
+                if (!m_search) {
+                    m_lease->ring.continueBehind(m_done);
+                }
             }
-            m_done = *start;
-            m_search.reset();
+            return m_search ? search() : catchUp(output);
         }
-        if (m_done < m_feed.floor()) {
-            return catchUp(output);
-        }
-        m_ring.reset();
+        m_lease.reset();
         State const state = follow(output);
         if (output.used() != 0) {
             m_lastSaid = Clock::now();
@@ -67,9 +72,17 @@ public:
         return state;
     }
 
-    bool isReady() override { return m_feed.newest() > m_done || Clock::now() - m_lastSaid > kLongestSilence; }
+    bool isReady() override
+    {
+        return m_search || m_feed.newest() > m_done || Clock::now() - m_lastSaid > kLongestSilence;
+    }
 
-    void rest() override { m_ring.reset(); }
+    void rest() override
+    {
+        if (!m_search) {
+            m_lease.reset();
+        }
+    }
     char const * type() const override { return "text/event-stream"; }
     bool isEndless() const override { return true; }
 
@@ -90,14 +103,20 @@ private:
         return State::waits;
     }
 
+    State search()
+    {
+        if (std::optional<std::uint64_t> const start = m_search->step(m_filter, m_lease->ring)) {
+            m_done = *start;
+            m_lease->ring.continueBehind(m_done);
+            m_search.reset();
+        }
+        return State::hasMore;
+    }
+
     State catchUp(Output & output)
     {
-        if (!m_ring) {
-            m_ring.emplace(m_feed.openRing());
-            m_ring->continueBehind(m_done);
-        }
         for (std::size_t i = 0; i < kRecordsOfStep && !output.isFull() && m_done < m_feed.floor(); ++i) {
-            std::optional<RingRecord> record = m_ring->next();
+            std::optional<RingRecord> record = m_lease->ring.next();
             if (!record) {
                 sayGap(output, m_feed.floor() + 1); // gone while they were looked for
                 m_done = m_feed.floor();
@@ -124,7 +143,7 @@ private:
     RecordFilter m_filter;
     std::uint64_t m_done = 0; ///< the last record that was told, or passed over
     std::optional<TailSearch> m_search;
-    std::optional<RecordRingReader> m_ring; ///< while it is behind the feed
+    std::unique_ptr<RingLease> m_lease; ///< while it is behind the feed
     Clock::time_point m_lastSaid = Clock::now();
 };
 
@@ -138,9 +157,8 @@ Reply showEvents(RouteContext & context, Request & request)
     if (request.lastEventId && !start.last) {
         start.after = readNumber("Last-Event-ID", *request.lastEventId, 0, UINT64_MAX);
     }
-    RecordRingReader const ring = context.feed.openRing();
     auto events = std::make_unique<RecordEvents>(context.feed, std::move(filter));
-    events->begin(ring.state(), start);
+    events->begin(context.feed.state(), start);
     return events;
 }
 

@@ -5,7 +5,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
+#include <optional>
+#include <string_view>
 
 #include <unistd.h>
 
@@ -36,16 +37,18 @@ bool isCounter(std::string const & name)
     return name.size() > kEnd.size() && name.compare(name.size() - kEnd.size(), kEnd.size(), kEnd) == 0;
 }
 
-Json ringJson(EventFeed & feed)
+std::optional<RingState> stateOf(EventFeed & feed)
 {
-    std::optional<RingState> const state = feed.state();
-    return state ? Json{{"file", feed.path()}, {"first", state->firstNumber}, {"last", state->lastNumber}} : Json();
+    try {
+        return feed.state();
+    } catch (Refusal const &) { // no ring, which is no failure here
+        return std::nullopt;
+    }
 }
 
-Json runJson(EventFeed & feed)
+Json ringJson(EventFeed const & feed, std::optional<RingState> const & ring)
 {
-    std::optional<RingState> const state = feed.state();
-    return state ? Json(state->run) : Json();
+    return ring ? Json{{"file", feed.path()}, {"first", ring->firstNumber}, {"last", ring->lastNumber}} : Json();
 }
 
 } // namespace
@@ -57,16 +60,17 @@ Reply showHealth(RouteContext & context, Request & /*request*/)
         figures.push_back(
             {{"name", figure.name}, {"labels", figure.labels}, {"help", figure.help}, {"value", figure.value}});
     }
+    std::optional<RingState> const ring = stateOf(context.feed);
     auto const uptime = std::chrono::system_clock::now() - context.started;
     return answerOf(Json{{"program", context.host.program},
                          {"version", context.host.version},
                          {"process", ::getpid()},
                          {"started", utcText(context.started)},
                          {"uptimeSeconds", std::chrono::duration_cast<std::chrono::seconds>(uptime).count()},
-                         {"run", runJson(context.feed)},
+                         {"run", ring ? Json(ring->run) : Json()},
                          {"units", context.switches.addresses().units},
                          {"configuration", context.switches.addresses().configuration},
-                         {"ring", ringJson(context.feed)},
+                         {"ring", ringJson(context.feed, ring)},
                          {"figures", std::move(figures)}});
 }
 

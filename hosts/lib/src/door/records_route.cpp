@@ -15,16 +15,26 @@ constexpr std::uint64_t kHighestLimit = 100'000;
 class RecordLines final : public Stream
 {
 public:
-    RecordLines(RecordRingReader ring, RecordFilter filter, std::uint64_t limit, std::uint64_t end)
-        : m_ring(std::move(ring)), m_filter(std::move(filter)), m_left(limit), m_end(end)
+    // What comes while the answer is sent does not belong to it, so that it has an end.
+    RecordLines(std::unique_ptr<RingLease> lease, RecordFilter filter, std::uint64_t limit)
+        : m_lease(std::move(lease)), m_ring(m_lease->ring), m_filter(std::move(filter)), m_left(limit),
+          m_end(m_ring.state().lastNumber)
     {}
 
-    void beginWith(TailSearch search) { m_search.emplace(std::move(search)); }
+    void begin(RecordStart const & start)
+    {
+        if (start.after) {
+            m_ring.continueBehind(*start.after);
+        }
+        if (start.last) {
+            m_search.emplace(*start.last, m_end);
+        }
+    }
 
     State fill(Output & output) override
     {
         if (m_search) {
-            std::optional<std::uint64_t> const start = m_search->step(m_filter);
+            std::optional<std::uint64_t> const start = m_search->step(m_filter, m_ring);
             if (!start) {
                 return State::hasMore;
             }
@@ -48,7 +58,8 @@ public:
     char const * type() const override { return "application/x-ndjson"; }
 
 private:
-    RecordRingReader m_ring;
+    std::unique_ptr<RingLease> m_lease;
+    RecordRingReader & m_ring;
     RecordFilter m_filter;
     std::uint64_t m_left;
     std::uint64_t m_end;
@@ -63,16 +74,12 @@ Reply showRecords(RouteContext & context, Request & request)
     RecordStart const start(request.parameters);
     std::uint64_t const limit = request.parameters.number("limit", 1, kHighestLimit).value_or(kUsualLimit);
     request.parameters.expectNoMore();
-    RecordRingReader ring = context.feed.openRing();
-    // What comes while the answer is sent does not belong to it, so that it has an end.
-    std::uint64_t const end = ring.state().lastNumber;
-    if (start.after) {
-        ring.continueBehind(*start.after);
+    std::unique_ptr<RingLease> lease = context.feed.lend();
+    if (lease == nullptr) {
+        throw Refusal(503, "busy", "Too many clients read old records.");
     }
-    auto lines = std::make_unique<RecordLines>(std::move(ring), std::move(filter), limit, end);
-    if (start.last) {
-        lines->beginWith({context.feed.openRing(), *start.last, end});
-    }
+    auto lines = std::make_unique<RecordLines>(std::move(lease), std::move(filter), limit);
+    lines->begin(start);
     return lines;
 }
 

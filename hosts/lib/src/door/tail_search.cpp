@@ -1,23 +1,22 @@
 #include "tail_search.h"
 
-#include <utility>
+#include <algorithm>
 
 namespace common::log::host {
 
-TailSearch::TailSearch(RecordRingReader ring, std::uint64_t count, std::uint64_t end)
-    : m_ring(std::move(ring)), m_count(count), m_end(end)
-{}
+std::uint64_t behindWhichLast(RingState const & ring, std::uint64_t count)
+{
+    std::uint64_t const wanted = ring.lastNumber - std::min(count, ring.lastNumber);
+    return ring.firstNumber > 0 ? std::max(wanted, ring.firstNumber - 1) : ring.lastNumber;
+}
 
-std::optional<std::uint64_t> TailSearch::step(RecordFilter const & filter)
+std::optional<std::uint64_t> TailSearch::step(RecordFilter const & filter, RecordRingReader & ring)
 {
     if (m_count == 0) {
         return m_end;
     }
-    if (filter.passesAll()) {
-        return m_end > m_count ? m_end - m_count : 0;
-    }
     for (std::size_t i = 0; i < kRecordsOfStep; ++i) {
-        std::optional<RingRecord> const record = m_ring.next();
+        std::optional<RingRecord> const record = ring.next();
         if (!record || record->number > m_end) {
             return m_found.empty() ? m_end : m_found.front() - 1;
         }
