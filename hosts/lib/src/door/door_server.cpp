@@ -249,7 +249,7 @@ MHD_Result Door::Server::handle(MHD_Connection * connection, char const * method
     if (auto * const stream = std::get_if<std::unique_ptr<Stream>>(&reply)) {
         return send(connection, std::move(*stream));
     }
-    return send(connection, std::get<Answer>(reply));
+    return send(connection, std::get<Answer>(std::move(reply)));
 }
 
 MHD_Result Door::Server::take(Incoming & incoming, char const * part, std::size_t size)
@@ -290,10 +290,10 @@ Reply Door::Server::replyTo(MHD_Connection * connection, char const * method, In
     }
 }
 
-MHD_Result Door::Server::send(MHD_Connection * connection, Answer const & answer)
+MHD_Result Door::Server::send(MHD_Connection * connection, Answer answer)
 {
-    MHD_Response * const response = MHD_create_response_from_buffer(
-        answer.body.size(), const_cast<char *>(answer.body.data()), MHD_RESPMEM_MUST_COPY);
+    MHD_Response * const response =
+        MHD_create_response_from_buffer(answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
     return queue(connection, answer.status, response, answer.type, answer.allow);
 }
 
@@ -333,7 +333,7 @@ MHD_Result Door::Server::send(MHD_Connection * connection, std::unique_ptr<Strea
     return queue(connection, MHD_HTTP_OK, response, type);
 }
 
-ssize_t Door::Server::fill(Outgoing & outgoing, char * room, std::size_t size)
+ssize_t Door::Server::fill(Outgoing & outgoing, char * room, std::size_t size) const
 {
     if (m_isEnding) {
         return MHD_CONTENT_READER_END_OF_STREAM;

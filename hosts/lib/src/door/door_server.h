@@ -48,10 +48,10 @@ private:
     MHD_Result handle(MHD_Connection * connection, char const * method, char const * part, std::size_t * size,
                       Incoming & incoming);
     MHD_Result take(Incoming & incoming, char const * part, std::size_t size);
-    MHD_Result send(MHD_Connection * connection, Answer const & answer);
+    MHD_Result send(MHD_Connection * connection, Answer answer);
     MHD_Result send(MHD_Connection * connection, std::unique_ptr<Stream> stream);
     Reply replyTo(MHD_Connection * connection, char const * method, Incoming & incoming);
-    ssize_t fill(Outgoing & outgoing, char * room, std::size_t size);
+    ssize_t fill(Outgoing & outgoing, char * room, std::size_t size) const;
     std::vector<DoorFigure> figures() const;
 
     DoorHost m_host;
