@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <ostream>
 #include <thread>
 
 using namespace common::log;
@@ -23,8 +22,6 @@ struct Site
     std::string codeAndTitle;
     void (*call)(CountedLog & unit, int & evaluated);
 };
-
-std::ostream & operator<<(std::ostream & stream, Site const & site) { return stream << site.name; }
 
 #define SITE(name, flag, codeAndTitle, statement)                                                                      \
     Site                                                                                                               \
@@ -69,7 +66,6 @@ using machine::Axis;
 using machine::Site;
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr char const * kTraceComponent = "test";
@@ -91,39 +87,30 @@ protected:
     std::unique_ptr<CountedLog> unit;
 };
 
-class CallSiteOf : public CallSite, public testing::WithParamInterface<Site>
+TEST_F(CallSite, FillsInWhereItStandsAndEvaluatesNothingWhereItsOwnFlagIsOff)
 {
-};
-
-TEST_P(CallSiteOf, FillsInWhereItStands)
-{
-    Site const & site = GetParam();
-    int evaluated = 0;
-    site.call(*unit, evaluated);
-    std::vector<std::string> const ordinary = written();
-    std::string const expected = "T||" + site.codeAndTitle + "axis.control|||axis|" + kSnapName +
-                                 "|axis.control|call_site_test.cpp|machine::{anonymous}::Axis::sites|" +
-                                 std::to_string(site.line) + "|text 1";
-    bool const isRealTime = std::strstr(site.name, "REAL_TIME") != nullptr;
-    EXPECT_THAT(ordinary, SizeIs(isRealTime ? 0 : 1));
-    EXPECT_THAT(isRealTime ? drain() : ordinary, ElementsAre(expected));
+    for (Site const & site : Axis::sites()) {
+        SCOPED_TRACE(site.name);
+        EnablingState others{true, true, true};
+        others.*site.flag = false;
+        unit->setEnablingState(others);
+        int evaluated = 0;
+        site.call(*unit, evaluated);
+        EXPECT_EQ(evaluated, 0);
+        unit->setEnablingState(true);
+        site.call(*unit, evaluated);
+        std::vector<std::string> const ordinary = takeLines();
+        bool const isRealTime = std::strstr(site.name, "REAL_TIME") != nullptr;
+        EXPECT_THAT(ordinary, SizeIs(isRealTime ? 0 : 1));
+        EXPECT_THAT(isRealTime ? drain() : ordinary,
+                    ElementsAre("T||" + site.codeAndTitle + "axis.control|||axis|" + kSnapName +
+                                "|axis.control|call_site_test.cpp|machine::{"
+                                "anonymous}::Axis::sites|" +
+                                std::to_string(site.line) + "|text 1"));
+        stream.clear();
+    }
+    EXPECT_EQ(account.counts().switchedOff, Axis::sites().size());
 }
-
-TEST_P(CallSiteOf, EvaluatesNothingWhereItsOwnFlagIsOff)
-{
-    EnablingState others{true, true, true};
-    others.*GetParam().flag = false;
-    unit->setEnablingState(others);
-    int evaluated = 0;
-    GetParam().call(*unit, evaluated);
-    EXPECT_EQ(evaluated, 0);
-    EXPECT_THAT(written(), IsEmpty());
-    EXPECT_THAT(drain(), IsEmpty());
-    EXPECT_EQ(account.counts().switchedOff, 1U);
-}
-
-INSTANTIATE_TEST_SUITE_P(Name, CallSiteOf, testing::ValuesIn(Axis::sites()),
-                         [](auto const & instance) { return instance.param.name; });
 
 /// What the records say was held back, all together.
 unsigned int heldBack(std::vector<std::string> const & records)
@@ -144,41 +131,33 @@ struct Limit
     void (*call)(Log & unit);
 };
 
-std::ostream & operator<<(std::ostream & stream, Limit const & limit) { return stream << limit.name; }
-
-class LimitedCallSite : public CallSite, public testing::WithParamInterface<Limit>
+TEST_F(CallSite, ThatIsLimitedLetsThroughOfManyThreadsWhatItSays)
 {
-};
-
-TEST_P(LimitedCallSite, LetsThroughOfManyThreadsWhatItSays)
-{
-    Limit const & limit = GetParam();
-    std::vector<std::thread> threads;
-    for (int number = 0; number != 4; ++number) {
-        threads.emplace_back([&] {
-            for (int call = 0; call != 2500; ++call) {
-                limit.call(*unit);
-            }
-        });
+    for (Limit const & limit :
+         {Limit{"EveryN", 1001, [](Log & log) { COMMON_LOG_WARNING_REAL_TIME_EVERY_N(log, 10, "text"); }},
+          Limit{"Every", 1, [](Log & log) { COMMON_LOG_ERROR_REAL_TIME_EVERY(log, 1'000'000, "text"); }},
+          Limit{"Once", 1, [](Log & log) { COMMON_LOG_MESSAGE_REAL_TIME_ONCE(log, "text"); }}}) {
+        SCOPED_TRACE(limit.name);
+        std::vector<std::thread> threads;
+        for (int number = 0; number != 4; ++number) {
+            threads.emplace_back([&] {
+                for (int call = 0; call != 2500; ++call) {
+                    limit.call(*unit);
+                }
+            });
+        }
+        for (std::thread & thread : threads) {
+            thread.join();
+        }
+        unit->setEnablingState(false);
+        limit.call(*unit); // which counts nowhere
+        unit->setEnablingState(true);
+        limit.call(*unit);
+        std::vector<std::string> const records = drain();
+        EXPECT_EQ(records.size(), limit.records);
+        EXPECT_EQ(heldBack(records), limit.records == 1 ? 0U : 10'001U - limit.records);
     }
-    for (std::thread & thread : threads) {
-        thread.join();
-    }
-    unit->setEnablingState(false);
-    limit.call(*unit); // which counts nowhere
-    unit->setEnablingState(true);
-    limit.call(*unit);
-    std::vector<std::string> const records = drain();
-    EXPECT_EQ(records.size(), limit.records);
-    EXPECT_EQ(heldBack(records), limit.records == 1 ? 0U : 10'001U - limit.records);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Limit, LimitedCallSite,
-    testing::Values(Limit{"EveryN", 1001, [](Log & unit) { COMMON_LOG_WARNING_REAL_TIME_EVERY_N(unit, 10, "text"); }},
-                    Limit{"Every", 1, [](Log & unit) { COMMON_LOG_ERROR_REAL_TIME_EVERY(unit, 1'000'000, "text"); }},
-                    Limit{"Once", 1, [](Log & unit) { COMMON_LOG_MESSAGE_REAL_TIME_ONCE(unit, "text"); }}),
-    [](auto const & instance) { return instance.param.name; });
 
 TEST_F(CallSite, TellsOfARefusedCallTheAccountAndOfWhatWasHeldBackTheNextRecord)
 {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <new>
 #include <tuple>
+#include <utility>
 
 namespace common::log::test {
 
@@ -18,7 +19,8 @@ using testing::Not;
 std::string lossRecord(unsigned int count)
 {
     return workerRecord(kError, "Pushing to trace queue failed. " + std::to_string(count) +
-                                    " trace entries are dismissed. This trace log may not be in the right order to the "
+                                    " trace entries are dismissed. This trace "
+                                    "log may not be in the right order to the "
                                     "other trace logs.");
 }
 
@@ -91,12 +93,16 @@ TEST_F(HandlerQueue, StampsTheCallersRecordAndWritesThatTime)
     EXPECT_GE(timeOf(entry.traceData.timestamp), timeOf(before)) << "also of one that is refused";
 }
 
-TEST_F(HandlerQueue, StampsNothingButTraces)
+TEST_F(HandlerQueue, WritesFinishedTextsAndInPlaceOfAnUnknownTypeAReport)
 {
-    for (std::uint32_t const type : {std::uint32_t{DATA_NONE}, std::uint32_t{DATA_TERMINATE}, 3U}) {
+    std::string const text = "100%s %n %d|" + std::string(243, 'x');
+    for (auto const & [type, number] : {std::pair<std::uint32_t, char const *>{0, "0"}, {3, "3"}, {~0U, "-1"}}) {
         DataOfQueue const entry = entryOfType(type);
-        EXPECT_EQ(handler->addTraceData(entry), TRACE_OK);
-        EXPECT_EQ(timeOf(entry.traceData.timestamp), timeOf({0, 0})) << type;
+        fill(entry, 1);
+        EXPECT_EQ(timeOf(entry.traceData.timestamp), timeOf({0, 0})) << "no trace, no time";
+        fill(traceEntry(kMessage, text), 1);
+        EXPECT_THAT(drain(), ElementsAre(workerRecord(kError, std::string("Unknown data type of queue: ") + number),
+                                         unitRecord(kMessage, text)));
     }
 }
 
@@ -105,7 +111,8 @@ TEST_F(HandlerQueue, RefusesWhileItGoesWithoutCountingOrStamping)
     fill(traceEntry(kMessage, "queued"), kQueueSize - 2);
     layer.whileJoining = [&, object = handler.get()] {
         stream.clear();
-        // Behind the second entry of the end, the only type that still passes, the queue is full.
+        // Behind the second entry of the end, the only type that still passes, the
+        // queue is full.
         EXPECT_EQ(object->addTraceData(entryOfType(DATA_TERMINATE)), TRACE_OK);
         for (std::uint32_t const type : {std::uint32_t{DATA_TRACE}, std::uint32_t{DATA_NONE}, 3U}) {
             DataOfQueue const entry = entryOfType(type);

@@ -21,7 +21,8 @@ std::set<std::string> ancestorsOf(std::string const & name)
     return ancestors;
 }
 
-/// The table as the plainest code would keep it: name, current state, default state.
+/// The table as the plainest code would keep it: name, current state, default
+/// state.
 struct Model
 {
     struct Entry
@@ -43,14 +44,23 @@ struct Model
         units[name] = {state, state};
         return TRACE_OK;
     }
+    TraceResult find(std::string const & name) const
+    {
+        return name.empty() ? TRACE_INVALID_ARGUMENT : units.count(name) == 0 ? TRACE_NOT_FOUND : TRACE_OK;
+    }
     TraceResult set(std::string const & name, EnablingState const & state)
     {
-        auto const found = units.find(name);
-        if (name.empty() || found == units.end()) {
-            return name.empty() ? TRACE_INVALID_ARGUMENT : TRACE_NOT_FOUND;
+        if (find(name) == TRACE_OK) {
+            units[name].current = state;
         }
-        found->second.current = state;
-        return TRACE_OK;
+        return find(name);
+    }
+    TraceResult get(std::string const & name, EnablingState & state) const
+    {
+        if (find(name) == TRACE_OK) {
+            state = units.at(name).current;
+        }
+        return find(name);
     }
     EnablingState common() const
     {
@@ -65,25 +75,50 @@ struct Model
     std::map<std::string, Entry> units;
 };
 
-TEST_F(ManagerTest, AnswersLikeAPlainModelOverManyRandomOperations)
+class RandomOperations : public ManagerTest
+{
+protected:
+    void switchAll(Model & model, unsigned int operation, EnablingState const & state)
+    {
+        switch (operation) {
+        case 0:
+            ASSERT_EQ(manager->enableAllTraceUnits(), TRACE_OK);
+            break;
+        case 1:
+            ASSERT_EQ(manager->disableAllTraceUnits(), TRACE_OK);
+            break;
+        case 2:
+            ASSERT_EQ(manager->setEnablingStateAllTraceUnits(state), TRACE_OK);
+            break;
+        default:
+            manager->setDefaultEnablingStateAllTraceUnits();
+        }
+        for (auto & [name, entry] : model.units) {
+            EnablingState const all[]{kEverything, kNothing, state, entry.given};
+            entry.current = all[operation];
+        }
+    }
+};
+
+TEST_F(RandomOperations, AnswerLikeAPlainModel)
 {
     setFlags(internalTrace, kNothing);
     std::mt19937 random(20241); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same run each time
     auto const pick = [&random](unsigned int count) { return static_cast<unsigned int>(random() % count); };
-    std::vector<std::string> const labels{"a", "b", "ab", ""};
+    std::vector<std::string> const labels{"a", "b", "ab", "", "A"};
     std::map<std::string, Log *> known;
     Model model;
     std::size_t refused = 0;
     for (int round = 0; round < 100'000; ++round) {
-        std::string name = labels[pick(4)];
+        std::string name = labels[pick(5)];
         for (unsigned int depth = pick(3); depth > 0; --depth) {
-            name += "." + labels[pick(4)];
+            name += "." + labels[pick(5)];
         }
         Log *& log = known[name];
         log = log != nullptr ? log : &unit(name);
         EnablingState const state{pick(2) == 0, pick(2) == 0, pick(2) == 0};
         SCOPED_TRACE(std::to_string(round) + " '" + name + "'");
-        switch (pick(8)) {
+        switch (pick(9)) {
         case 0:
         case 1: {
             TraceResult const expected = model.add(name, state);
@@ -101,16 +136,21 @@ TEST_F(ManagerTest, AnswersLikeAPlainModelOverManyRandomOperations)
             ASSERT_EQ(manager->enableTraceUnit(name), model.set(name, kEverything));
             break;
         case 5:
-            if (pick(16) == 0) {
-                manager->setDefaultEnablingStateAllTraceUnits();
-                for (auto & [other, entry] : model.units) {
-                    entry.current = entry.given;
-                }
-            }
+            ASSERT_EQ(manager->disableTraceUnit(name), model.set(name, kNothing));
             break;
         case 6:
-            ASSERT_EQ(manager->getEnablingStateAllTraceUnits(), model.common());
+            if (pick(8) == 0) {
+                switchAll(model, pick(4), state);
+            }
             break;
+        case 7: {
+            ASSERT_EQ(manager->getEnablingStateAllTraceUnits(), model.common());
+            EnablingState read = state;
+            EnablingState expected = state;
+            ASSERT_EQ(manager->getEnablingStateTraceUnit(name, read), model.get(name, expected));
+            ASSERT_EQ(read, expected);
+            break;
+        }
         default: {
             std::unordered_map<std::string, Log *> table;
             ASSERT_EQ(manager->getAllTraceUnits(table), TRACE_OK);
