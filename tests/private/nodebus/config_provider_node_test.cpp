@@ -2,15 +2,12 @@
 
 #include <comm/nodebus.h>
 
-#include <algorithm>
-
 namespace common::log::test {
 
 using namespace common::log::trace;
 using namespace comm::nodebus;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::ValuesIn;
 
 namespace {
 
@@ -42,52 +39,30 @@ protected:
     std::string answers;
 };
 
-struct PhaseCase
-{
-    char const * phase;
-    char const * atSave;
-    char const * atLoad;
-};
-
-char const * const kIgnored = "NB_OK_NO_CONTENT";
-
-PhaseCase const kPhases[] = {
-    {"save", "NB_OK", kIgnored},    {"load", kIgnored, "NB_OK"},     {"query", kIgnored, "NB_OK"},
-    {"prepare", kIgnored, "NB_OK"}, {"validate", kIgnored, "NB_OK"}, {"activate", kIgnored, "NB_OK"},
-    {"abort", kIgnored, "NB_OK"},   {"LOAD", kIgnored, kIgnored},    {"save ", kIgnored, kIgnored},
-};
-
-class ConfigNodePhase : public ConfigNode, public testing::WithParamInterface<PhaseCase>
-{
-};
-
-TEST_P(ConfigNodePhase, IsAnsweredByEachLeafInItsWay)
+TEST_F(ConfigNode, ServesAtEachLeafItsOwnPhases)
 {
     Log const & axis = registered("axis");
-    saveFor("Win32_Emulation");
-    std::string const phase = GetParam().phase;
-    Variant const data = request(GetParam().phase);
-    for (auto const & [leaf, expected] : {std::pair("save", GetParam().atSave), {"load", GetParam().atLoad}}) {
-        SCOPED_TRACE(leaf);
-        persistence.calls.clear();
-        (void)takeReports();
-        EXPECT_EQ(create(std::string("trace/s/admin/cfg/") + leaf, &data), expected);
-        if (expected == kIgnored) {
-            EXPECT_THAT(takeReports(),
-                        ElementsAre("warning ConfigProviderNode::onCreate: Unsupported persistence phase '" + phase +
-                                    "'.  [r7]"));
-        } else {
-            EXPECT_THAT(takeReports(), IsEmpty());
+    for (std::string const phase :
+         {"save", "load", "query", "prepare", "validate", "activate", "abort", "LOAD", "save "}) {
+        saveFor("Win32_Emulation");
+        (void)manager->disableAllTraceUnits();
+        Variant const data = request(phase.c_str());
+        for (std::string const leaf : {"save", "load"}) {
+            SCOPED_TRACE(phase + " at " + leaf);
+            bool const isKnown = phase != "LOAD" && phase != "save ";
+            bool const isServed = isKnown && (leaf == "save") == (phase == "save");
+            persistence.calls.clear();
+            (void)takeReports();
+            EXPECT_EQ(create("trace/s/admin/cfg/" + leaf, &data), isServed ? "NB_OK" : "NB_OK_NO_CONTENT");
+            EXPECT_EQ(takeReports(),
+                      std::vector<std::string>(isServed ? 0 : 1,
+                                               "warning ConfigProviderNode::onCreate: Unsupported persistence phase '" +
+                                                   phase + "'.  [r7]"));
+            EXPECT_EQ(persistence.calls, phase != leaf ? "" : leaf == "save" ? "save enablingstates " : "exists load ");
         }
-        EXPECT_EQ(persistence.calls, phase == leaf ? phase == "save" ? "save enablingstates " : "exists load " : "");
+        EXPECT_EQ(axis.getEnablingState().messages, phase == "load") << "the saved state is in force";
     }
-    EXPECT_EQ(axis.getEnablingState().messages, phase == "load") << "the saved state is in force";
 }
-
-INSTANTIATE_TEST_SUITE_P(Table, ConfigNodePhase, ValuesIn(kPhases), [](auto const & row) {
-    std::string const phase = row.param.phase;
-    return phase == "LOAD" ? "InCapitals" : phase == "save " ? "WithABlank" : phase;
-});
 
 TEST_F(ConfigNode, RefusesInThisOrder)
 {
@@ -120,84 +95,53 @@ TEST_F(ConfigNode, RefusesInThisOrder)
 
 struct LoadCase
 {
-    char const * name;
-    char const * machine; ///< null: nothing is saved
-    bool isLoadFailing;
-    std::int32_t result; ///< of the helper's functions
-    char const * answer;
-    bool isDefault; ///< the units are back at their defaults
+    char const * machine;      ///< null: nothing is saved
+    char const * failing = ""; ///< the helper's functions from this one on
     char const * calls;
-    std::vector<std::string> reports; ///< of the node itself
+    std::vector<std::string> reports = {}; ///< of the node itself
 };
 
-LoadCase const kLoads[] = {
-    {"NothingSaved", nullptr, false, 0, "NB_OK", true, "exists ", {}},
-    {"Fails",
-     "Win32_Emulation",
-     true,
-     -1,
-     "NB_SUBMODULE_FAILURE",
-     false,
-     "exists load diag ",
-     {"error ConfigProviderNode::onCreate: Calling 'loadEnablingStatesAllTraceUnits' failed with error code "
-      "0xF0000001.  [r7]"}},
-    {"OtherMachine",
-     "other",
-     false,
-     0,
-     "NB_OK",
-     true,
-     "exists load exists remove ",
-     {"message ConfigProviderNode::onCreate: Detected invalid machine identification, so delete saved configuration "
-      "and "
-      "load default configuration.  [r7]"}},
-    {"OtherMachineThatCannotBeDeleted",
-     "other",
-     false,
-     -1,
-     "NB_SUBMODULE_FAILURE",
-     true,
-     "exists load exists remove diag ",
-     {"message ConfigProviderNode::onCreate: Detected invalid machine identification, so delete saved configuration "
-      "and "
-      "load default configuration.  [r7]",
-      "error ConfigProviderNode::onCreate: Calling 'deleteEnablingStatesAllTraceUnits' failed with error code "
-      "0xF0000001.  [r7]"}},
-};
-
-class ConfigNodeLoad : public ConfigNode, public testing::WithParamInterface<LoadCase>
+TEST_F(ConfigNode, EndsALoadInAStateForEachOutcome)
 {
-};
-
-TEST_P(ConfigNodeLoad, EndsInAStateForEachOutcome)
-{
-    LoadCase const & row = GetParam();
-    Log & axis = registered("axis", kWarningsOnly);
-    axis.setEnablingState(EnablingState{true, false, false});
-    if (row.machine != nullptr) {
-        saveFor(row.machine);
-    }
-    setFlags(internalTrace, kEverything);
-    persistence.calls.clear();
-    persistence.result = row.isLoadFailing ? row.result : 0;
-    persistence.during = [&] {
-        if (!row.isLoadFailing && persistence.calls.find("load ") != std::string::npos) {
-            persistence.result = row.result; // only behind the load
-        }
+    auto const failed = [](std::string const & operation) {
+        return "error ConfigProviderNode::onCreate: Calling '" + operation +
+               "EnablingStatesAllTraceUnits' failed with error code 0xF0000001.  [r7]";
     };
-    Variant const data = request("load");
-    EXPECT_EQ(create("a/b/c/d/load", &data), row.answer);
-    EXPECT_EQ(axis.getEnablingState(), row.isDefault ? kWarningsOnly : EnablingState({true, false, false}));
-    EXPECT_EQ(persistence.calls, row.calls);
-    std::vector<std::string> own = takeReports();
-    own.erase(std::remove_if(
-                  own.begin(), own.end(),
-                  [](std::string const & report) { return report.find("ConfigProviderNode") == std::string::npos; }),
-              own.end());
-    EXPECT_EQ(own, row.reports);
+    std::string const otherMachine =
+        "message ConfigProviderNode::onCreate: Detected invalid machine identification, so delete saved configuration "
+        "and load default configuration.  [r7]";
+    Log & axis = registered("axis", kWarningsOnly);
+    setFlags(internalTrace, kEverything);
+    for (LoadCase const & row :
+         {LoadCase{nullptr, "none", "exists "},
+          LoadCase{"Win32_Emulation", "load ", "exists load diag ", {failed("load")}},
+          LoadCase{"other", "none", "exists load exists remove ", {otherMachine}},
+          LoadCase{"other", "remove ", "exists load exists remove diag ", {otherMachine, failed("delete")}}}) {
+        SCOPED_TRACE(row.calls);
+        bool const isLoadFailing = std::string(row.failing) == "load ";
+        axis.setEnablingState(EnablingState{true, false, false});
+        persistence.exists = false;
+        if (row.machine != nullptr) {
+            saveFor(row.machine);
+        }
+        persistence.calls.clear();
+        persistence.result = isLoadFailing ? -1 : 0;
+        persistence.during = [&] {
+            bool const isLoaded = persistence.calls.find("load ") != std::string::npos;
+            persistence.result = isLoaded && *row.failing == 'r' ? -1 : persistence.result;
+        };
+        (void)takeReports();
+        Variant const data = request("load");
+        EXPECT_EQ(create("a/b/c/d/load", &data), *row.failing == 'n' ? "NB_OK" : "NB_SUBMODULE_FAILURE");
+        EXPECT_EQ(axis.getEnablingState(), isLoadFailing ? EnablingState({true, false, false}) : kWarningsOnly);
+        EXPECT_EQ(persistence.calls, row.calls);
+        std::vector<std::string> own;
+        for (std::string const & report : takeReports()) {
+            own.resize(own.size() + (report.find("ConfigProviderNode") != std::string::npos ? 1 : 0), report);
+        }
+        EXPECT_EQ(own, row.reports);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Table, ConfigNodeLoad, ValuesIn(kLoads), [](auto const & row) { return row.param.name; });
 
 TEST_F(ConfigNode, ReportsAFailedSave)
 {
