@@ -3,8 +3,6 @@
 #include "support/process_state.h"
 #include "support/trace_test.h"
 
-#include <malloc.h>
-
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -210,31 +208,6 @@ TEST_F(HandlerLoad, WritesEachRecordWithoutWaitingForTheNextCall)
     for (unsigned int call = 0; call < 50; ++call) {
         EXPECT_EQ(producer.call(), TRACE_OK);
         ASSERT_TRUE(waitUntil([&] { return ledger.written[0] == call + 1; }));
-    }
-}
-
-TEST_F(HandlerLoad, LeavesNothingBehind)
-{
-    constexpr int kRounds = kIsSlow ? 100 : 1000;
-    constexpr std::size_t kSmallestBlock = 32;
-    auto const live = [](int rounds) {
-        for (int round = 0; round < rounds; ++round) {
-            auto const handler = std::make_shared<Handler>();
-            Producer producer(0, handler);
-            EXPECT_EQ(producer.call(), TRACE_OK);
-        }
-    };
-    RecordStream const stream([&](std::string_view /*record*/) {});
-    live(20);
-    ProcessState const before;
-    std::size_t const bytes = mallinfo2().uordblks;
-    live(kRounds);
-    ProcessState const after;
-    EXPECT_TRUE(waitUntilNoMoreThreadsThan(before));
-    EXPECT_EQ(after.descriptors, before.descriptors);
-    EXPECT_LT(after.mappings, before.mappings + kRounds);
-    if (!kIsSlow) { // a sanitizer's heap does not count this way; that of addresses looks for leaks itself
-        EXPECT_LT(mallinfo2().uordblks, bytes + kRounds * kSmallestBlock) << "less than a block each time";
     }
 }
 
