@@ -320,7 +320,7 @@ TEST(DeleteOfAThreadAtWork, RescuesAJoinAndACleanupThatWait)
 {
     for (int i = 0; i < 20; ++i) {
         Subject subject;
-        subject.round = [](Subject &) { std::this_thread::sleep_for(std::chrono::hours(1)); };
+        subject.round = kKinds[0].round;
         std::uint64_t const handle = startSubject(subject);
         std::uint32_t joined = 0;
         std::uint32_t cleaned = 1;
