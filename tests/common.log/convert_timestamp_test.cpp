@@ -46,7 +46,6 @@ TEST(TimestampText, IsUtcOrEmpty)
     };
     for (Case const & value : {
              Case{1'709'806'530, 123'456'789, "2024-03-07T10:15:30.123456Z"},
-             Case{951'782'400, 1'000, "2000-02-29T00:00:00.000001Z"},
              Case{kFirstSecondOf3001 - 1, 999'999'999, "3000-12-31T23:59:59.999999Z"},
              // Second 0, and all that is no calendar time.
              Case{0, 0, ""},
@@ -124,14 +123,12 @@ TEST(TimestampMicroseconds, AreSignedTruncatedAndWrapAround)
              Case{std::numeric_limits<std::int64_t>::max(), 0, -1'000'000},
          }) {
         SCOPED_TRACE(std::to_string(value.seconds) + " s, " + std::to_string(value.nanoseconds) + " ns");
-        timespec const timestamp = timeOf(value.seconds, value.nanoseconds);
-        std::int64_t microseconds = 42;
-        convertTimestamp(timestamp, &microseconds, nullptr, 28);
-        EXPECT_EQ(microseconds, value.microseconds);
         char text[28];
-        microseconds = 42;
-        convertTimestamp(timestamp, &microseconds, text, sizeof text);
-        EXPECT_EQ(microseconds, value.microseconds) << "with a text beside it";
+        for (char * const given : {static_cast<char *>(nullptr), text}) {
+            std::int64_t microseconds = 42;
+            convertTimestamp(timeOf(value.seconds, value.nanoseconds), &microseconds, given, sizeof text);
+            EXPECT_EQ(microseconds, value.microseconds) << "with a text or without";
+        }
     }
     convertTimestamp(timeOf(1, 0), nullptr, nullptr, 28); // asks for nothing
 }
