@@ -1,9 +1,5 @@
 #include "store_support.h"
 
-#include "support/stream_capture.h"
-
-#include <common/log/trace.h>
-
 #include <atomic>
 #include <csignal>
 #include <cstring>
@@ -187,19 +183,15 @@ TEST(FileStoreCrash, OfTheMachineLeavesTheOldFileOrTheNew)
     }
 }
 
-class FileStoreKill : public testing::TestWithParam<unsigned>
-{
-};
-
 // Two of them at once, while a third one reads.
-TEST_P(FileStoreKill, OfSavingProcessesLeavesAWholeFile)
+TEST(FileStoreKill, OfSavingProcessesLeavesAWholeFile)
 {
     TemporaryFolder const folder;
     Client client(folder.pathOf(""));
     ASSERT_EQ(client.save(dataOf(kOld)), 0);
-    std::mt19937 random(GetParam());
+    std::mt19937 random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same run each time
     int leftTemporary = 0;
-    for (int round = 0; round < 100; ++round) {
+    for (int round = 0; round < 500; ++round) {
         pid_t children[2];
         for (pid_t & child : children) {
             child = ::fork();
@@ -226,7 +218,6 @@ TEST_P(FileStoreKill, OfSavingProcessesLeavesAWholeFile)
     ASSERT_EQ(client.save(dataOf(kNew)), 0);
     EXPECT_THAT(namesIn(folder.pathOf("")), ElementsAre("trace", kFileName));
 }
-INSTANTIATE_TEST_SUITE_P(Seed, FileStoreKill, testing::Range(1U, 6U));
 
 TEST(FileStoreThreads, SaveAndLoadAtOnce)
 {
@@ -276,39 +267,6 @@ TEST(FileStoreCache, ParsesAgainOnlyWhatChanged)
     EXPECT_EQ(readsInLoad({"zxis m"}), 0);
     ASSERT_EQ(client.save(dataOf({"axis e"})), 0);
     EXPECT_GT(readsInLoad({"axis e"}), 0);
-}
-
-// A damaged file is told of once, by the library's load and by the registration that asked for it.
-TEST(FileStoreManager, RestoresWhatItSaved)
-{
-    common::log::test::StreamCapture const stream;
-    TemporaryFolder const folder;
-    FileStore const store(folder.pathOf(""));
-    trace::InternalTrace const internalTrace;
-    trace::Manager manager;
-    manager.setBundleRootPath(COMMON_LOG_TRACE_BUNDLE_ROOT);
-    manager.setPersistenceHelper(store.helper());
-    trace::Log axis("axis", nullptr);
-    trace::Log io("io", nullptr);
-    EXPECT_EQ(manager.addTraceUnit(&axis, {true, false, true}), trace::TRACE_OK);
-    EXPECT_EQ(manager.addTraceUnit(&io, {}), trace::TRACE_OK);
-    ASSERT_EQ(manager.saveEnablingStatesAllTraceUnits({}), trace::TRACE_OK);
-    (void)manager.disableAllTraceUnits();
-    ASSERT_EQ(manager.loadEnablingStatesAllTraceUnits({}), trace::TRACE_OK);
-    trace::EnablingState const state = axis.getEnablingState();
-    EXPECT_TRUE(state.messages && !state.warnings && state.errors);
-
-    std::string const saved = namesIn(folder.pathOf("")).back();
-    write(folder.pathOf(saved), "damaged");
-    for (trace::Log * unit : {&io, &axis, &io}) {
-        (void)manager.removeTraceUnit(unit);
-        EXPECT_EQ(manager.addTraceUnit(unit, {}), trace::TRACE_OK);
-    }
-    EXPECT_EQ(stream.records().size(), 2U) << stream.text();
-    EXPECT_THAT(stream.text(), HasSubstr("{1, 0x00000011, 1, " + saved + ":1: "));
-    ASSERT_EQ(manager.saveEnablingStatesAllTraceUnits({}), trace::TRACE_OK);
-    EXPECT_EQ(manager.deleteEnablingStatesAllTraceUnits({}), trace::TRACE_OK);
-    EXPECT_EQ(manager.deleteEnablingStatesAllTraceUnits({}), trace::TRACE_NO_SAVED_DATA);
 }
 
 } // namespace common::log::host::test

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <future>
+#include <iterator>
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -15,7 +16,6 @@ namespace {
 using namespace comm::nodebus;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::ValuesIn;
 
 using Texts = std::vector<std::string>;
 
@@ -59,9 +59,9 @@ Body answering(Value const & content, NbResult result = NB_OK)
     };
 }
 
-class NodeServiceTest : public testing::Test
+/// A service, a provider at it, and its nodes.
+struct Bus
 {
-protected:
     NbResult add(std::string const & address, Body const & body)
     {
         return provider->registerNode(address, &nodes.emplace(address, body)->second);
@@ -73,17 +73,15 @@ protected:
     std::unique_ptr<IProvider> provider = service.makeProvider();
 };
 
+class NodeServiceTest : public testing::Test, protected Bus
+{
+};
+
 struct Tree
 {
     Texts registered;
     std::map<std::string, std::string> answers; ///< by address; empty where there is no such address
 };
-void check(Tree const & tree, std::string const & address, NodeAnswer const & answer, std::string const & shown)
-{
-    std::string const & expected = tree.answers.at(address);
-    EXPECT_EQ(answer.result, expected.empty() ? NB_INVALID_ADDRESS : NB_OK) << address;
-    EXPECT_EQ(shown, expected) << address;
-}
 
 Tree const kWhoAnswers[] = {
     {{"a/**", "a/*", "a", "a/b/**"},
@@ -95,21 +93,6 @@ Tree const kWhoAnswers[] = {
     {{"a/**", "a/b/*"}, {{"a/b/c", "a/b/*"}, {"a/b/c/d", "a/**"}}},
     {{"a/**"}, {{"", ""}, {"/a", ""}, {"a/", ""}, {"a//b", ""}, {"a/*", ""}, {"a/b\n", ""}}}, // malformed
 };
-struct WhoAnswers : NodeServiceTest, testing::WithParamInterface<Tree>
-{
-};
-TEST_P(WhoAnswers, IsTheMostSpecificOne)
-{
-    for (std::string const & address : GetParam().registered) {
-        ASSERT_EQ(add(address, answering(address)), NB_OK);
-    }
-    for (auto const & [address, expected] : GetParam().answers) {
-        NodeAnswer const answer = service.read(address);
-        check(GetParam(), address, answer, answer.value ? std::string(answer.value->getText()) : "");
-    }
-}
-INSTANTIATE_TEST_SUITE_P(NodeService, WhoAnswers, ValuesIn(kWhoAnswers));
-
 Tree const kBrowsing[] = {
     {{"trace/S/units/**", "trace/S/units", "trace/S/admin/cfg/*", "trace/S-2/x", "trace/S/admin/cfg/save/deep"},
      {{"", "trace"},
@@ -122,26 +105,30 @@ Tree const kBrowsing[] = {
     {{"a", "a/load", "a/other/x"}, {{"a", "save load other"}}},
     {{"unknown/**", "unknown/b/c"}, {{"unknown/b", "c"}, {"unknown/x", ""}}},
 };
-struct Browsing : NodeServiceTest, testing::WithParamInterface<Tree>
+
+TEST(NodeService, AsksTheMostSpecificNodeAndShowsTheLevelsToOthers)
 {
-};
-TEST_P(Browsing, ShowsTheNodesChildrenAndTheLevelsToOthers)
-{
-    for (std::string const & address : GetParam().registered) {
-        bool const isKnown = address != "unknown/**";
-        Texts const children = isKnown ? Texts{"save", "load"} : Texts{};
-        ASSERT_EQ(add(address, answering(children, isKnown ? NB_OK : NB_INVALID_ADDRESS)), NB_OK);
-    }
-    for (auto const & [address, expected] : GetParam().answers) {
-        NodeAnswer const answer = service.browse(address);
-        std::string shown;
-        for (std::string const & child : answer.value ? answer.value->getStrings() : Texts{}) {
-            shown += (shown.empty() ? "" : " ") + child;
+    for (bool const isBrowsed : {false, true}) {
+        for (Tree const & tree : isBrowsed ? std::vector<Tree>(std::begin(kBrowsing), std::end(kBrowsing))
+                                           : std::vector<Tree>(std::begin(kWhoAnswers), std::end(kWhoAnswers))) {
+            Bus bus;
+            for (std::string const & registered : tree.registered) {
+                Body const unknown = answering(Texts(), NB_INVALID_ADDRESS);
+                Body const known = isBrowsed ? answering(Texts{"save", "load"}) : answering(registered);
+                ASSERT_EQ(bus.add(registered, registered == "unknown/**" ? unknown : known), NB_OK);
+            }
+            for (auto const & [address, expected] : tree.answers) {
+                NodeAnswer const answer = isBrowsed ? bus.service.browse(address) : bus.service.read(address);
+                EXPECT_EQ(answer.result, expected.empty() ? NB_INVALID_ADDRESS : NB_OK) << address;
+                std::string shown(answer.value && !isBrowsed ? answer.value->getText() : "");
+                for (std::string const & child : answer.value && isBrowsed ? answer.value->getStrings() : Texts()) {
+                    shown += (shown.empty() ? "" : " ") + child;
+                }
+                EXPECT_EQ(shown, expected) << address;
+            }
         }
-        check(GetParam(), address, answer, shown);
     }
 }
-INSTANTIATE_TEST_SUITE_P(NodeService, Browsing, ValuesIn(kBrowsing));
 
 TEST_F(NodeServiceTest, RefusesWhatCannotBeRegistered)
 {
@@ -245,52 +232,49 @@ TEST_F(NodeServiceTest, LetsAHandlerCallTheClientButNotWaitForItself)
     EXPECT_EQ(service.read("inner").result, NB_INVALID_ADDRESS);
 }
 
+/// How a node ends.
 struct Ender
 {
-    char const * name;
-    std::function<void(NodeService &, std::unique_ptr<IProvider> &)> end;
+    std::function<void(Bus &)> end;
     NbResult later; ///< what the address answers from then on
 };
-Ender const kEnders[] = {
-    {"Unregister", [](auto &, auto & provider) { EXPECT_EQ(provider->unregisterNode("a"), NB_OK); },
-     NB_INVALID_ADDRESS},
-    {"ProviderStop", [](auto &, auto & provider) { EXPECT_EQ(provider->stop(), NB_OK); }, NB_INVALID_ADDRESS},
-    {"ProviderGone", [](auto &, auto & provider) { provider.reset(); }, NB_INVALID_ADDRESS},
-    {"ServiceStop", [](auto & service, auto &) { EXPECT_EQ(service.stop(), NB_OK); }, NB_CLIENT_NOT_CONNECTED}};
 
-struct EndOfANode : NodeServiceTest, testing::WithParamInterface<Ender>
+TEST(NodeService, WaitsAtTheEndOfANodeForItsRunningCallsAndKeepsLaterOnesOut)
 {
-};
-TEST_P(EndOfANode, WaitsForItsRunningCallsAndKeepsLaterOnesOut)
-{
-    std::promise<void> entered;
-    std::promise<void> release;
-    std::atomic<bool> hasLeft{false};
-    auto const body = [&](Call const & call) {
-        if (call.operation == "write") {
-            entered.set_value();
-            release.get_future().wait();
-            hasLeft = true;
+    for (auto const & [end, later] :
+         {Ender{[](Bus & bus) { EXPECT_EQ(bus.provider->unregisterNode("a"), NB_OK); }, NB_INVALID_ADDRESS},
+          Ender{[](Bus & bus) { EXPECT_EQ(bus.provider->stop(), NB_OK); }, NB_INVALID_ADDRESS},
+          Ender{[](Bus & bus) { bus.provider.reset(); }, NB_INVALID_ADDRESS},
+          Ender{[](Bus & bus) { EXPECT_EQ(bus.service.stop(), NB_OK); }, NB_CLIENT_NOT_CONNECTED}}) {
+        std::promise<void> entered;
+        std::promise<void> release;
+        std::atomic<bool> hasLeft{false};
+        Bus bus;
+        auto const body = [&](Call const & call) {
+            if (call.operation == "write") {
+                entered.set_value();
+                release.get_future().wait();
+                hasLeft = true;
+            }
+            call.answer(NB_OK, nullptr);
+        };
+        ASSERT_EQ(bus.add("a", body), NB_OK);
+        std::thread client([&] { EXPECT_EQ(bus.service.write("a", nullptr).result, NB_OK); });
+        entered.get_future().wait();
+        EXPECT_EQ(bus.service.read("a").result, NB_OK) << "beside the other call";
+        std::thread ending([&, &end = end] {
+            end(bus);
+            EXPECT_TRUE(hasLeft);
+        });
+        while (bus.service.read("a").result == NB_OK) {
+            std::this_thread::yield();
         }
-        call.answer(NB_OK, nullptr);
-    };
-    ASSERT_EQ(add("a", body), NB_OK);
-    std::thread client([&] { EXPECT_EQ(service.write("a", nullptr).result, NB_OK); });
-    entered.get_future().wait();
-    EXPECT_EQ(service.read("a").result, NB_OK) << "beside the other call";
-    std::thread ending([&] {
-        GetParam().end(service, provider);
-        EXPECT_TRUE(hasLeft);
-    });
-    while (service.read("a").result == NB_OK) {
-        std::this_thread::yield();
+        EXPECT_EQ(bus.service.read("a").result, later);
+        release.set_value();
+        client.join();
+        ending.join();
     }
-    EXPECT_EQ(service.read("a").result, GetParam().later);
-    release.set_value();
-    client.join();
-    ending.join();
 }
-INSTANTIATE_TEST_SUITE_P(NodeService, EndOfANode, ValuesIn(kEnders), [](auto & row) { return row.param.name; });
 
 TEST_F(NodeServiceTest, EndsUnderLoadOfClientsAndOfNodesThatComeAndGo)
 {

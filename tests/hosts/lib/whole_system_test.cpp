@@ -1,3 +1,4 @@
+#include "hosts/tracehost/temporary_folder.h"
 #include "private/manager/manager_fixture.h"
 
 #include "support/scoped_environment.h"
@@ -8,8 +9,7 @@
 #include <flatbuffers/flatbuffers.h>
 #include <persistenceparam_generated.h>
 
-#include <cstdlib>
-#include <filesystem>
+#include <fstream>
 
 namespace common::log::test {
 
@@ -33,26 +33,14 @@ struct Snap
 class WholeSystem : private Snap, public ManagerTest
 {
 protected:
-    WholeSystem() : folder((std::filesystem::temp_directory_path() / "common_log_XXXXXX").string())
+    WholeSystem()
     {
-        EXPECT_NE(::mkdtemp(folder.data()), nullptr);
-        store = std::make_unique<FileStore>(folder);
-        manager->setPersistenceHelper(store->helper());
+        manager->setPersistenceHelper(store.helper());
         setFlags(internalTrace, {false, false, true});
         provider.start(service.makeProvider().release());
     }
-    ~WholeSystem() override
-    {
-        provider.stop();
-        std::filesystem::remove_all(folder);
-    }
+    ~WholeSystem() override { provider.stop(); }
 
-    std::vector<std::string> browse(std::string const & address)
-    {
-        NodeAnswer const answer = service.browse(address);
-        EXPECT_EQ(answer.result, NB_OK) << address;
-        return answer.value ? answer.value->getStrings() : std::vector<std::string>();
-    }
     NbResult write(std::string const & address, std::vector<bool> const & flags)
     {
         Variant value;
@@ -73,25 +61,11 @@ protected:
         return service.create(kConfig + ("/" + leaf), &request).result;
     }
 
-    std::string folder;
-    std::unique_ptr<FileStore> store;
+    tracehost::test::TemporaryFolder folder;
+    FileStore store{folder.pathOf("")};
     NodeService service{[](std::string const & text) { ADD_FAILURE() << text; }};
     NodebusProvider provider{manager};
 };
-
-TEST_F(WholeSystem, ShowsItsTreeDownToTheUnits)
-{
-    (void)registered("axis.control");
-    EXPECT_THAT(browse(""), ElementsAre("trace"));
-    EXPECT_THAT(browse("trace/machine"), ElementsAre("admin", "units"));
-    EXPECT_THAT(browse(kConfig), ElementsAre("save", "load"));
-    EXPECT_THAT(browse(kUnits), ElementsAre("axis"));
-    EXPECT_THAT(browse(std::string(kUnits) + "/axis"), ElementsAre("control"));
-    EXPECT_EQ(service.metadata(kConfig).result, NB_OK);
-    provider.stop();
-    EXPECT_EQ(service.browse(kUnits).result, NB_INVALID_ADDRESS);
-    provider.start(service.makeProvider().release());
-}
 
 TEST_F(WholeSystem, FiltersTheNextCallByWhatAClientWrote)
 {
@@ -120,7 +94,7 @@ TEST_F(WholeSystem, SavesAndLoadsThroughItsNodesOverARestart)
     EXPECT_EQ(axis.getEnablingState(), (EnablingState{true, false, true}));
 
     Manager restarted;
-    FileStore const sameFolder(folder);
+    FileStore const sameFolder(folder.pathOf(""));
     restarted.setBundleRootPath(COMMON_LOG_TRACE_BUNDLE_ROOT);
     restarted.setPersistenceHelper(sameFolder.helper());
     Log again("axis", nullptr);
@@ -128,6 +102,18 @@ TEST_F(WholeSystem, SavesAndLoadsThroughItsNodesOverARestart)
     EXPECT_EQ(again.getEnablingState(), (EnablingState{true, false, true}));
     EXPECT_EQ(again.getDefaultEnablingState(), kWarningsOnly);
     EXPECT_THAT(takeReports(), testing::IsEmpty());
+
+    // A damaged file is told of once, by the library's load and by the registration that asked for it.
+    std::string const file = "trace/enablingstates_machine.json";
+    std::ofstream(folder.pathOf(file)) << "damaged";
+    for (int registration = 0; registration < 2; ++registration) {
+        EXPECT_EQ(restarted.removeTraceUnit(&again), TRACE_OK);
+        EXPECT_EQ(restarted.addTraceUnit(&again, kWarningsOnly), TRACE_OK);
+    }
+    EXPECT_THAT(takeReports(), ElementsAre(testing::HasSubstr("{1, 0x00000011, 1, " + file + ":1: "), testing::_));
+    EXPECT_EQ(create("save"), NB_OK);
+    EXPECT_EQ(manager->deleteEnablingStatesAllTraceUnits({}), TRACE_OK);
+    EXPECT_EQ(manager->deleteEnablingStatesAllTraceUnits({}), TRACE_NO_SAVED_DATA);
 }
 
 } // namespace
