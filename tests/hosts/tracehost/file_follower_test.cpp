@@ -18,7 +18,7 @@ using testing::IsEmpty;
 class FileFollowerTest : public testing::Test
 {
 protected:
-    /// What one look, as often as it says that there is more, gives out.
+    /// What came, as often as a look says that there is more.
     std::vector<std::string> look(FileFollower & follower)
     {
         while (follower.look(m_keep)) {
@@ -30,39 +30,32 @@ protected:
         follower.reopen(m_keep);
         return std::exchange(m_lines, {});
     }
-    std::vector<std::string> finish(FileFollower & follower)
-    {
-        follower.finish(m_keep);
-        return std::exchange(m_lines, {});
-    }
 
     test::TemporaryFolder m_folder;
     std::vector<std::string> m_lines;
     LineFunction m_keep = [this](std::string const & line) { m_lines.push_back(line); };
 };
 
-TEST_F(FileFollowerTest, ReadsWhatComesBehindTheEndOfAnExistingFile)
+TEST_F(FileFollowerTest, ReadsWhatComesBehindTheEndOfAnExistingFileAndALaterOneWhole)
 {
     m_folder.append("log", "old\n");
     FileFollower follower(m_folder.pathOf("log"));
+    FileFollower later(m_folder.pathOf("later"));
     EXPECT_THAT(look(follower), IsEmpty());
+    EXPECT_THAT(look(later), IsEmpty());
     m_folder.append("log", "one\ntwo\nthr");
     EXPECT_THAT(look(follower), ElementsAre("one", "two"));
     m_folder.append("log", "ee\nfo");
     EXPECT_THAT(look(follower), ElementsAre("three"));
     m_folder.append("log", "ur");
-    EXPECT_THAT(finish(follower), ElementsAre("four"));
-}
+    follower.finish(m_keep);
+    EXPECT_THAT(std::exchange(m_lines, {}), ElementsAre("four"));
 
-TEST_F(FileFollowerTest, ReadsAFileThatAppearsLaterFromItsBeginning)
-{
-    FileFollower follower(m_folder.pathOf("log"));
-    EXPECT_THAT(look(follower), IsEmpty());
-    m_folder.append("log", "one\n");
-    EXPECT_THAT(look(follower), ElementsAre("one"));
-    m_folder.append("log", "two\n");
-    EXPECT_THAT(look(follower), ElementsAre("two"));
-    EXPECT_FALSE(follower.takeProblem());
+    m_folder.append("later", "one\n");
+    EXPECT_THAT(look(later), ElementsAre("one"));
+    m_folder.append("later", "two\n");
+    EXPECT_THAT(look(later), ElementsAre("two"));
+    EXPECT_FALSE(later.takeProblem());
 }
 
 TEST_F(FileFollowerTest, LosesNothingWhereTheFileRotates)
@@ -84,7 +77,7 @@ TEST_F(FileFollowerTest, LosesNothingWhereTheFileRotates)
     EXPECT_THAT(look(follower), ElementsAre("six"));
 }
 
-TEST_F(FileFollowerTest, BeginsAgainWhereTheFileShrinks)
+TEST_F(FileFollowerTest, BeginsAgainWhereTheFileShrinksAndReadsADeletedOneUntilOneOfItsNameComes)
 {
     m_folder.append("log", "a long line that was there before\n");
     FileFollower follower(m_folder.pathOf("log"));
@@ -93,12 +86,7 @@ TEST_F(FileFollowerTest, BeginsAgainWhereTheFileShrinks)
     m_folder.truncate("log");
     m_folder.append("log", "new\n");
     EXPECT_THAT(look(follower), ElementsAre("half", "new"));
-}
 
-TEST_F(FileFollowerTest, ReadsADeletedFileOnUntilOneOfItsNameComes)
-{
-    m_folder.append("log", "");
-    FileFollower follower(m_folder.pathOf("log"));
     std::ofstream writer(m_folder.pathOf("log"), std::ios::app);
     m_folder.remove("log");
     writer << "one\n" << std::flush;

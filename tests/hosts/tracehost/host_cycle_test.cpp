@@ -67,6 +67,7 @@ TEST(HostCycle, EndsByItselfAndAheadOfALongPeriod)
     Process host(hostCommand({"--duration", "10ms", "--period", "1m"}));
     EXPECT_EQ(host.wait(), 0);
     EXPECT_EQ(summaryValue(host.output(), "cycles"), 0U);
+    EXPECT_THAT(host.output(), testing::HasSubstr("lateness in us: p50 "));
 }
 
 TEST(HostCycle, GoesOnWithoutTheRightToRealTime)

@@ -6,10 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cctype>
-#include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -50,18 +47,6 @@ inline Arguments redirectedHost(std::string const & redirections, Arguments cons
     Arguments const host = hostCommand(arguments);
     command.insert(command.end(), host.begin(), host.end());
     return command;
-}
-
-/// The name of a test case with these words: its number, and of the words what such a name may hold.
-inline std::string caseName(std::size_t index, Arguments const & words)
-{
-    std::string name = std::to_string(index);
-    for (std::string const & word : words) {
-        name += '_';
-        auto const isNamed = [](char character) { return std::isalnum(static_cast<unsigned char>(character)) != 0; };
-        std::copy_if(word.begin(), word.end(), std::back_inserter(name), isNamed);
-    }
-    return name;
 }
 
 /// Units that trace on their own, switched off, so that what is traced depends on the input alone.

@@ -21,15 +21,6 @@ class HostEnd : public testing::TestWithParam<int>
 {
 };
 
-TEST_P(HostEnd, IsOrderlyByASignal)
-{
-    Process host(hostCommand({}));
-    ASSERT_TRUE(host.waitForErrors(kStarted));
-    host.send(GetParam());
-    EXPECT_EQ(host.wait(), 0);
-    EXPECT_THAT(host.output(), testing::HasSubstr("lateness in us: p50 "));
-}
-
 TEST_P(HostEnd, IsAtOnceByASecondSignal)
 {
     Process host(hostCommand(inputsOnly()));
@@ -61,18 +52,6 @@ TEST_P(HostEnd, DoesNotDependOnTheReaderOfTheRecords)
 
 INSTANTIATE_TEST_SUITE_P(Signal, HostEnd, testing::Values(SIGTERM, SIGINT),
                          [](auto const & tested) { return tested.param == SIGTERM ? "SIGTERM" : "SIGINT"; });
-
-TEST(HostSignal, OutlivesSighupWithoutFiles)
-{
-    Process host(hostCommand(inputsOnly()));
-    ASSERT_TRUE(host.waitForErrors(kStarted));
-    host.send(SIGHUP);
-    host.send(SIGHUP);
-    host.write("still here\n");
-    ASSERT_TRUE(host.waitForErrors("|still here"));
-    host.send(SIGTERM);
-    EXPECT_EQ(host.wait(), 0);
-}
 
 TEST(HostSignal, CountsWhatNobodyReads)
 {

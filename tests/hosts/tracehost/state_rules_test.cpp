@@ -30,14 +30,5 @@ TEST(StateRule, ReadsFlagsInAnyOrder)
     }
 }
 
-TEST(StateRule, FirstMatchWinsAndNoneMeansAll)
-{
-    std::vector<StateRule> const rules{*parseStateRule("cycle.wakeup=e"), *parseStateRule("cycle.*=-"),
-                                       *parseStateRule("cycle.summary=m")};
-    EXPECT_EQ(common::log::host::flagsText(stateOfUnit(rules, "cycle.wakeup")), "e");
-    EXPECT_EQ(common::log::host::flagsText(stateOfUnit(rules, "cycle.summary")), "-");
-    EXPECT_EQ(common::log::host::flagsText(stateOfUnit(rules, "host.start")), "mwe");
-}
-
 } // namespace
 } // namespace tracehost
