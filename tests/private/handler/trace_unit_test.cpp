@@ -267,7 +267,7 @@ TEST_P(TraceUnit, BoundsItsMessageAndWritesNoneThatCannotBeFormatted)
 
 TEST_P(TraceUnit, AnswersWithTheLastStepThatWentWrong)
 {
-    setFlags(internalTrace, kOff); // no result depends on a report
+    removeInternalTracePointer(); // no result depends on a report
     std::string const tooLong(300, 'f');
     for (unsigned int const code : {kMessage, kInvalid}) {
         TraceResult const usual = code == kMessage ? TRACE_OK : TRACE_INVALID_ARGUMENT;

@@ -56,6 +56,9 @@ TEST_F(HelperFunctions, MapEachResultOfTheSinkToItselfAndReportEveryOtherValue)
                                                        "Invalid Argument: commonResult")))
             << number;
     }
+    removeInternalTracePointer();
+    EXPECT_EQ(mapCommonResultToTraceResult(static_cast<CommonResult>(0)), TRACE_UNKNOWN_COMMON_RESULT);
+    EXPECT_THAT(takeLines(), IsEmpty());
 }
 
 class CheckAndSetString : public TraceTest
