@@ -1,17 +1,18 @@
 #include <common/log/trace/handler.h>
 
+#include "helper/format.h"
 #include "helper/self_trace.h"
 #include "helper/severity.h"
 #include "record.h"
 #include "trace_queue.h"
 
+#include <common/log/argument_pointer.h>
 #include <common/log/send_log.h>
 #include <common/log/trace/map_results.h>
 #include <common_zep/thread.h>
 
 #include <chrono>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -236,7 +237,7 @@ void Handler::logDirect(unsigned int mainDiagnosisCode, char const * functionNam
     char text[256] = "";
     std::va_list arguments;
     va_start(arguments, format);
-    (void)std::vsnprintf(text, sizeof text, format, arguments);
+    (void)formatArguments(text, sizeof text, format, argumentPointer(arguments));
     va_end(arguments);
     (void)logThread(m_clock.getTimestamp(), mainDiagnosisCode, kComponentName, m_snapName.getSnapName(), kUnitName,
                     fileBaseName(__FILE__), functionName, line, text); // nobody is left to tell

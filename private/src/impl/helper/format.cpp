@@ -1,5 +1,7 @@
 #include "helper/format.h"
 
+#include "helper/printf/bounded_format.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <type_traits>
@@ -23,10 +25,12 @@ List & listOfPointer(char *& arguments)
 
 int formatArguments(char * buffer, std::size_t bufferSize, char const * format, char * arguments)
 {
-    std::va_list copy;
-    va_copy(copy, listOfPointer<std::va_list>(arguments));
-    int const length = std::vsnprintf(buffer, bufferSize, format, copy);
-    va_end(copy);
+    ArgumentList copy;
+    va_copy(copy.list, listOfPointer<std::va_list>(arguments));
+    BoundedFormat const bounded(format);
+    int const length = bounded.isTaken() ? bounded.write(buffer, bufferSize, copy)
+                                         : std::vsnprintf(buffer, bufferSize, format, copy.list);
+    va_end(copy.list);
     return length;
 }
 

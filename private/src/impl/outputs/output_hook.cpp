@@ -1,9 +1,10 @@
 #include <common/log/trace/output_hook.h>
 
+#include "helper/format.h"
+
 #include <common/log/argument_pointer.h>
 
 #include <cstdarg>
-#include <cstdio>
 #include <iostream>
 #include <string>
 
@@ -33,7 +34,7 @@ void outputFunction(char const * prefix, int line, char const * functionName, ch
     char text[200] = ""; // a text that cannot be formatted is empty, whatever the C library leaves behind
     std::va_list arguments;
     va_start(arguments, format);
-    (void)std::vsnprintf(text, sizeof text, format, arguments); // a cut is not reported here
+    (void)formatArguments(text, sizeof text, format, argumentPointer(arguments)); // a cut is not reported here
     va_end(arguments);
     std::cerr << std::endl << prefix;
     if (line != 0) {
