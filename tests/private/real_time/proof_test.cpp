@@ -83,6 +83,13 @@ TraceResult callWithNullTexts(Road & road) { return road.unit().logRealTime(kWar
 
 TraceResult callWithLongMessage(Road & road) { return road.unit().logRealTime(kWarning, parameters("%0300d"), 3); }
 
+/// What makes the C library's formatter allocate, and each way of the own one.
+TraceResult callWithPreciseMessage(Road & road)
+{
+    return road.unit().logRealTime(kWarning, parameters("%.3e %.30f %a %p %.1500f %2000d"), 1e300, 12.125, 12.125,
+                                   &road, 0.1, 3);
+}
+
 TraceResult callWithLongTexts(Road & road)
 {
     static char const text[] =
@@ -158,6 +165,7 @@ Branch const kBranches[] = {
     {"InvalidCode", Meets::room, TRACE_INVALID_ARGUMENT, callWith<kInvalid>},
     {"NullTexts", Meets::room, TRACE_OK, callWithNullTexts},
     {"CutMessage", Meets::room, TRACE_TRUNCATED, callWithLongMessage},
+    {"PreciseMessage", Meets::room, TRACE_TRUNCATED, callWithPreciseMessage},
     {"CutTexts", Meets::room, TRACE_TRUNCATED, callWithLongTexts},
     {"WrongClass", Meets::room, TRACE_INVALID_ARGUMENT, callWithWrongClass},
     {"WrongClassAndList", Meets::room, TRACE_INVALID_ARGUMENT, callWithWrongClassAndList},
