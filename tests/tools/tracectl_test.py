@@ -41,7 +41,7 @@ HEALTH = {"program": "host", "version": "1.2", "process": 123, "started": "2024-
           "ring": {"file": "/x/ring", "first": 1, "last": 4711},
           "figures": [{"name": "lost_total", "labels": 'reason="no reader"', "help": "Lost records.", "value": 3}]}
 
-NODES = {"": ["trace"], "trace": ["units"], "trace/units": ["a\x07b"], "trace/units/a\x07b": []}
+NODES = {"": ["trace"], "trace": ["units"], "trace/units": ["a\x07b"]}
 
 
 def good_host(request, body):
@@ -64,6 +64,8 @@ def good_host(request, body):
 
 def node_answer(target):
     address, _, query = target.removeprefix("/nodes").removeprefix("/").replace("%07", "\x07").partition("?")
+    if query == "children" and address.endswith("b"):
+        return refusal(404, "NB_INVALID_ADDRESS", "There is no such node.")  # such as one that is only written to
     if query == "children":
         return Answer({"address": address, "children": NODES[address]})
     if address == "trace/units/a\x07b":
@@ -226,7 +228,7 @@ class Switches(Tracectl):
     def test_what_the_host_refuses_is_told_and_the_others_are_switched(self):
         def refusing(request, body):
             if request.command == "PUT" and "control" in request.path:
-                return refusal(502, "NB_\x1b", "The node\x1b[2J failed", "it\nbroke")
+                return refusal(502, "NB_\x1b", "The node\x1b[2J failed.", "it\nbroke")
             return good_host(request, body)
         text, calls = self.at(refusing, "on", "axis.*", status=REFUSED)
         self.assertEqual(text, "axis.control not switched: The node\\x1b[2J failed: it\\nbroke")

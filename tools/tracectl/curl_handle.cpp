@@ -10,7 +10,7 @@ namespace tracectl {
 
 namespace {
 
-constexpr long kReceiveBytes = 256 * 1024;
+constexpr long kReceiveBytes = 256L * 1024;
 
 /// The options here are known to the library that was linked, so that only memory can lack.
 template <typename Value>

@@ -43,12 +43,16 @@ Json errorIn(std::string const & body)
 
 std::string refusalText(long status, Json const & error)
 {
-    std::string const text = printable(textIn(error, "text"));
+    std::string text = printable(textIn(error, "text"));
     if (text.empty()) {
         return "refused by the host with status " + std::to_string(status);
     }
     std::string const details = printable(textIn(error, "what"));
-    return details.empty() ? text : text + ": " + details;
+    if (details.empty()) {
+        return text;
+    }
+    text.erase(text.find_last_not_of('.') + 1); // the end of the sentence
+    return text + ": " + details;
 }
 
 } // namespace

@@ -36,8 +36,7 @@ public:
 
     void showBelow(std::string const & address, std::size_t level)
     {
-        std::string const target = address.empty() ? "/nodes" : nodeTarget(address);
-        Json const answer = m_door.get(target + "?children");
+        Json const answer = childrenOf(address);
         for (Json const & name : arrayField(answer, "children")) {
             m_nodes += 1;
             if (!name.is_string() || name.get_ref<std::string const &>().empty() || level > kMostLevels ||
@@ -52,6 +51,18 @@ public:
     }
 
 private:
+    Json childrenOf(std::string const & address)
+    {
+        try {
+            return m_door.get((address.empty() ? "/nodes" : nodeTarget(address)) + "?children");
+        } catch (Refusal const &) {
+            if (address.empty()) {
+                throw;
+            }
+            return {{"children", Json::array()}}; // a node that cannot be browsed is the last of its branch
+        }
+    }
+
     DoorClient & m_door;
     Output & m_output;
     std::size_t m_nodes = 0;
