@@ -197,22 +197,22 @@ class Events(FakeDoor):
 
     def __init__(self, path, start):
         self.asked = []  # (target, Last-Event-ID) of each connection
-        self.hasAsked = threading.Condition()
+        self.hasStream = threading.Condition()
         self.streams = []
 
         def serve(request, _):
+            self.asked.append((request.path, request.headers.get("Last-Event-ID")))
             request.wfile.write(b"HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\n\r\n" + start)
             request.wfile.flush()
-            with self.hasAsked:
-                self.asked.append((request.path, request.headers.get("Last-Event-ID")))
+            with self.hasStream:
                 self.streams.append(request.wfile)
-                self.hasAsked.notify_all()
+                self.hasStream.notify_all()
             self.ended.wait(60)
         super().__init__(path, serve)
 
     def send(self, data, connection=0):
-        with self.hasAsked:
-            self.hasAsked.wait_for(lambda: len(self.streams) > connection, 60)
+        with self.hasStream:
+            self.hasStream.wait_for(lambda: len(self.streams) > connection, 60)
         self.streams[connection].write(data)
         self.streams[connection].flush()
 

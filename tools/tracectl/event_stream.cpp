@@ -3,6 +3,7 @@
 #include "curl_handle.h"
 #include "door_client.h"
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <new>
@@ -21,7 +22,7 @@ constexpr std::size_t kMostRefusalBytes = std::size_t{1024} * 1024;
 constexpr long kDone = 200;
 
 /// How much is received in one go, ahead of looking at what came.
-constexpr std::size_t kGoBytes = std::size_t{4} * 1024 * 1024;
+constexpr std::size_t kGoBytes = std::size_t{1024} * 1024;
 
 } // namespace
 

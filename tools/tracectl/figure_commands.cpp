@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <map>
 
 namespace tracectl {
@@ -30,7 +31,7 @@ Look lookAt(DoorClient & door, std::string const & pattern) { return {unitsOf(do
 /// "1234.5", the point in the place for all.
 std::string perSecond(double rate)
 {
-    auto const tenths = static_cast<std::uint64_t>(rate * 10 + 0.5);
+    auto const tenths = std::llround(rate * 10);
     return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10);
 }
 

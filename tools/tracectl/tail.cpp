@@ -8,6 +8,7 @@
 #include "record_format.h"
 #include "socket_search.h"
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <optional>
@@ -21,6 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr std::size_t kMostPendingBytes = std::size_t{16} * 1024; ///< made ready for the output at a time
+constexpr auto kWhile = 20ms;
 constexpr auto kBetweenAttempts = 250ms;
 constexpr auto kBetweenLooks = 500ms; ///< at the output, whose reader may go without a word
 
@@ -93,8 +95,7 @@ private:
         for (;;) {
             isConnected = isConnected && stream.receive(take) && !m_countsAnew;
             m_backlog.limit(Backlog::Clock::now());
-            makeLines();
-            m_output.writeWithoutWaiting();
+            writeLines();
             bool const isAllWritten = m_output.pending() == 0;
             if (!isConnected && isAllWritten && m_backlog.isEmpty()) {
                 return m_countsAnew ? End::countsAnew : End::gone;
@@ -161,6 +162,16 @@ private:
         if (!std::exchange(m_isWaiting, true)) {
             complain(why + "; waiting for one");
         }
+    }
+
+    /// Writes what the reader takes at once, for a while that lets about as many records out as came in.
+    void writeLines()
+    {
+        auto const end = Backlog::Clock::now() + kWhile;
+        do {
+            makeLines();
+            m_output.writeWithoutWaiting();
+        } while (m_output.pending() == 0 && !m_backlog.isEmpty() && Backlog::Clock::now() < end);
     }
 
     void makeLines()
