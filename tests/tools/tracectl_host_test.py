@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""tracectl and a running tracehost: tracectl_host_test.py TRACECTL TRACEHOST"""
+
+import json
+import signal
+import subprocess
+import sys
+import threading
+import unittest
+
+from tracectl_case import PROGRAM, REFUSED, Tracectl
+
+HOST = sys.argv.pop(1)
+
+# Lines of an input, and as they are shown.
+LINES = [(b"a\x1b[2Jb|<b>\xff", "a\\x1b[2Jb|<b>\ufffd"), (b"", ""), (b"\xc2\x9b\tx", "\\x9b\\tx"), (b"last", "last")]
+
+
+class RunningHost(Tracectl):
+    def setUp(self):
+        super().setUp()
+        self.host, self.reader = None, None
+        self.start()
+
+    def start(self):
+        # Only the input traces, so that nothing depends on the time.
+        self.host = subprocess.Popen(
+            [HOST, "--socket", self.socket, "--state-dir", self.folder / "state", "--priority", "0", "--duration", "0",
+             "--ring", "1MiB", "--state", "cycle.*=-"],
+            stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+        limit = threading.Timer(60, self.host.kill)
+        limit.start()
+        self.addCleanup(limit.cancel)
+        self.addCleanup(self.stop, self.host, signal.SIGTERM)
+        errors = b""
+        while b"Version " not in errors:  # its line end comes with the next record only
+            errors += (part := self.host.stderr.read1())
+            self.assertTrue(part, errors)
+        self.reader = threading.Thread(target=self.host.stderr.read, daemon=True)
+        self.reader.start()
+
+    def stop(self, host, sent):
+        host.send_signal(sent)
+        host.wait(60)
+        self.reader.join(60)
+        host.stdin.close()
+        host.stderr.close()
+
+    def write(self, *lines):
+        self.host.stdin.write(b"".join(line + b"\n" for line in lines))
+        self.host.stdin.flush()
+
+    def at_host(self, *arguments, status=0):
+        return self.ctl("--socket", self.socket, *arguments, status=status)
+
+    def row(self, unit):
+        return self.at_host("list", unit).splitlines()[1].split("\t")
+
+    def tail(self, *arguments):
+        tail = subprocess.Popen([PROGRAM, "tail", "--socket", self.socket, *arguments], stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        limit = threading.Timer(60, tail.kill)
+        limit.start()
+        for action in (tail.communicate, tail.kill, limit.cancel):
+            self.addCleanup(action)
+        return tail
+
+    def test_switches(self):
+        self.assertRegex(self.at_host("set", "cycle.w*", "+m"), r"^cycle\.wakeup: - -> m until [0-9:]{8} \(10m\)\n$")
+        self.assertEqual(self.row("cycle.wakeup")[1:4], ["m", "-", "none"])
+        self.assertRegex(self.row("cycle.wakeup")[4], "^(10m|9m[0-9]+s)$")
+        text = self.at_host("save", status=REFUSED)
+        self.assertIn("\n  cycle.wakeup until ", text)
+        self.assertEqual(self.at_host("default", "cycle.*"), "cycle.summary: - -> -\ncycle.wakeup: m -> -\n")
+        self.assertEqual(self.at_host("off", "input.stdin"), "input.stdin: mwe -> -\n")
+        self.assertEqual(self.at_host("save"), "saved\n")
+        self.assertEqual(self.at_host("on", "input.stdin", "--for", "ever"), "input.stdin: - -> mwe\n")
+        self.assertEqual(self.at_host("load"), "loaded\n")
+        self.assertEqual(self.row("input.stdin")[1:4], ["-", "mwe", "-"])
+        self.assertEqual(self.at_host("forget"), "forgotten\n")
+        self.assertEqual(self.at_host("forget", status=REFUSED), "Nothing is saved.")
+        self.assertIn("\n        wakeup  -\n", self.at_host("tree"))
+        self.assertIn("version\t", self.at_host("stats"))
+        self.assertIn("\tinput.stdin\n", self.at_host("top", "--every", "100ms"))
+
+    def test_records_of_a_host_that_lives_and_of_one_that_was_killed(self):
+        tail = self.tail("input.*")
+        self.write(*(line for line, _ in LINES))
+        # A line of the stream carries one blank between unit and message, the empty message too.
+        seen = [tail.stdout.readline() for _ in LINES]
+        self.assertEqual([line.split(" m input.stdin ", 1)[1] for line in seen], [shown + "\n" for _, shown in LINES])
+        self.assertEqual(self.at_host("dump", "input.*"), "".join(seen))
+        ring = ("--ring", str(self.folder / "state" / "records.ring"))
+        formats = [["dump", "input.*"], ["export", "--csv"], ["export", "--lnav"], ["export", "--json"]]
+        alive = [self.ctl("--socket", self.socket, *words) for words in formats]
+        self.stop(self.host, signal.SIGKILL)
+        self.assertEqual([self.ctl(*words, *ring) for words in formats], alive)
+        objects = [json.loads(line) for line in alive[3].splitlines()]
+        self.assertEqual([entry["message"] for entry in objects if entry.get("unit") == "input.stdin"],
+                         [line.decode(errors="replace") for line, _ in LINES])
+
+        self.start()
+        self.write(b"of the next run")
+        self.assertTrue(tail.stdout.readline().endswith(" m input.stdin of the next run\n"))
+        tail.send_signal(signal.SIGINT)
+        _, errors = tail.communicate(timeout=60)
+        self.assertEqual(tail.returncode, 0)
+        self.assertRegex(errors, rf"waiting for one\ntracectl: the host was started again: process {self.host.pid}\n$")
+
+
+if __name__ == "__main__":
+    unittest.main()
