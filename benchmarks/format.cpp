@@ -6,6 +6,7 @@
 #include "helper/format.h"
 
 #include <common/log/argument_pointer.h>
+#include <common/log/printf_format.h>
 
 #include <benchmark/benchmark.h>
 
@@ -20,7 +21,7 @@ using namespace common::log;
 
 constexpr std::size_t kSize = 256; // of the text of a record
 
-int formatOwn(char * text, char const * format, ...)
+COMMON_LOG_PRINTF_FORMAT(2, 3) int formatOwn(char * text, char const * format, ...)
 {
     std::va_list arguments;
     va_start(arguments, format);
@@ -29,7 +30,7 @@ int formatOwn(char * text, char const * format, ...)
     return length;
 }
 
-int formatSystem(char * text, char const * format, ...)
+COMMON_LOG_PRINTF_FORMAT(2, 3) int formatSystem(char * text, char const * format, ...)
 {
     std::va_list arguments;
     va_start(arguments, format);

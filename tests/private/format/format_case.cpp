@@ -166,6 +166,7 @@ void writeBoth(Written & own, Written & system, std::size_t size, char const * f
     std::va_list arguments;
     va_start(arguments, format);
     own.length = trace::formatArguments(own.text, size, format, argumentPointer(arguments));
+    // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral)
     system.length = std::vsnprintf(system.text, size, format, arguments);
     va_end(arguments);
 }

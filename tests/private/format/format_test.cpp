@@ -70,6 +70,7 @@ bool isTaken(char const * format) { return trace::BoundedFormat(format).isTaken(
 TEST(Format, PrintsOdditiesAsTheCLibraryDoes)
 {
     char const * const noText = nullptr;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     void * const address = reinterpret_cast<void *>(std::uintptr_t{0x12});
     EXPECT_EQ(formatted("%s|%9s|%.6s|%.5s|%-7.5s|", noText, noText, noText, noText, noText),
               whole("(null)|   (null)|(null)||       |"));
