@@ -13,6 +13,8 @@
 ///            thread one does it; the others answer ZEP_UNKNOWN_THREAD, or ZEP_BUSY while a delete is under way.
 /// Real time  None of the functions: they allocate, lock and wait.
 /// Errors     By ZEP_Status. A set top bit is a failure, and without effect unless told otherwise. Nothing is thrown.
+///
+/// Functions and statuses are the same on every system. What a system gives otherwise than Linux stands at each function.
 
 enum ZEP_Status : std::uint32_t
 {
@@ -41,6 +43,8 @@ typedef std::uint32_t (*ZEP_ThreadEntry)(void * argument); // NOLINT(modernize-u
 /// They are those of the process's affinity (its main thread's), not of the calling thread, which may be bound to a
 /// core of its own. Cores from 64 upwards have no bit and are left out; where only such are usable, the set is 0.
 ///
+/// On Windows the affinity is that of the process as well, and the set that of its processor group.
+///
 /// @param cores  receives the set; untouched on failure
 /// @return ZEP_OK, ZEP_INVALID_ARGUMENT, ZEP_CORES_NOT_AVAILABLE
 std::uint32_t ZEP_eThreadGetUsableCores(std::uint64_t * cores);
@@ -50,6 +54,9 @@ std::uint32_t ZEP_eThreadGetUsableCores(std::uint64_t * cores);
 ///
 /// The thread blocks all signals but those of its own faults (SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS,
 /// SIGABRT) and one real-time signal that the layer needs: the highest one without a handler at the first creation.
+///
+/// On Windows there are no signals to block; the levels 1 to 49 are THREAD_PRIORITY_HIGHEST, all above
+/// THREAD_PRIORITY_TIME_CRITICAL; and with 0 for the cores the thread has those of the process.
 ///
 /// @param handle     receives the handle, ahead of the thread's start; 0 on failure
 /// @param name       shown by the system's tools, cut to 15 bytes; null or empty keeps the name of the creator
@@ -68,8 +75,8 @@ std::uint32_t ZEP_eThreadCreate(std::uint64_t * handle, char const * name, ZEP_T
 /// Waits until the thread has ended, the destructors of its thread-local objects included. The time is that of the
 /// monotonic clock. Joining does not release the thread: it can be repeated, after a time-out as well as after success.
 ///
-/// @param exitCode  receives what the entry returned (0 where it left by pthread_exit); may be null; untouched on
-///                  failure
+/// @param exitCode  receives what the entry returned (0 where it left by pthread_exit, on Windows by _endthreadex); may
+///                  be null; untouched on failure
 /// @return ZEP_OK, ZEP_NO_THREAD, ZEP_UNKNOWN_THREAD (also when the thread is deleted meanwhile), ZEP_OWN_THREAD,
 ///         ZEP_TIMED_OUT, ZEP_STOPPED_IN_PLACE (after a delete that answered ZEP_STILL_RUNS)
 std::uint32_t ZEP_eThreadJoin(std::uint64_t handle, std::uint32_t timeoutMilliseconds, std::uint32_t * exitCode);
@@ -96,6 +103,13 @@ std::uint32_t ZEP_eThreadJoin(std::uint64_t handle, std::uint32_t timeoutMillise
 /// stays valid, and the argument has to live on. The thread sanitizer puts signals off in the same way while a thread
 /// waits in a write. For threads that are not soon met at a place to leave, the layer handles SIGTRAP during the call,
 /// and hands on what is not its own.
+///
+/// On Windows the thread keeps the descriptors of the process. It is led to its end as soon as it is in the body of its
+/// entry, or comes back there from a function that it has called; the destructors of its thread-local objects run then.
+/// An exception that leaves that function meanwhile ends the process. After 250 ms a thread that waits in the system is
+/// ended there, and those destructors do not run; the answer to one that waits without end is ZEP_OK. After 1 s a read or
+/// write in which it is stuck is cancelled, with which its stream fails. After 2 s it is suspended for ever, and the answer
+/// is ZEP_STOPPED_IN_PLACE. ZEP_STILL_RUNS is for a thread that the system does not let the layer suspend.
 ///
 /// @return ZEP_OK (also when the thread had ended), ZEP_NO_THREAD, ZEP_UNKNOWN_THREAD, ZEP_OWN_THREAD, ZEP_BUSY,
 ///         ZEP_STOPPED_IN_PLACE, ZEP_STILL_RUNS
