@@ -72,7 +72,7 @@ std::string systemText(std::int64_t seconds)
     auto const time = static_cast<std::time_t>(seconds);
     char text[64] = "";
     if (std::tm const * const calendar = std::gmtime(&time)) {
-        (void)std::strftime(text, sizeof text, "%FT%T.000000Z", calendar);
+        (void)std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.000000Z", calendar);
     }
     return text;
 }

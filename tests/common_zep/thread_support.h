@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 
 namespace common_zep::test {
 
@@ -53,5 +54,24 @@ inline std::uint32_t runOnThread(Work work, Options const & options = {})
 {
     return joinAndCleanUp(start(work, options));
 }
+
+/// What a delete answers for a thread that waits without end for a condition.
+extern std::uint32_t const kDeletedFromAWait;
+
+/// Divides the numbers of repetitions where threads and processes are slow to start.
+extern int const kShare;
+
+/// Of the calling thread, by the system.
+std::string nameOfThread();
+std::size_t stackSizeOfThread();
+std::uint64_t coresOfThread();
+
+/// Of the process; 0 where the system does not tell.
+std::uint64_t coresOfProcess();
+void bindProcessTo(std::uint64_t cores);
+void bindThreadTo(std::uint64_t cores);
+
+/// Ends the calling thread from within, past its entry.
+[[noreturn]] void endThread();
 
 } // namespace common_zep::test

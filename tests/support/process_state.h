@@ -1,12 +1,7 @@
 #pragma once
 
-#include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
 #include <thread>
 
 namespace common::log::test {
@@ -15,19 +10,13 @@ namespace common::log::test {
 /// moment, so that a later count is to be waited for, and may be lower.
 struct ProcessState
 {
-    std::ptrdiff_t threads = entriesOf("/proc/self/task");
-    std::ptrdiff_t descriptors = entriesOf("/proc/self/fd");
-    std::ptrdiff_t mappings = linesOf("/proc/self/maps"); // the stack of a thread that nobody joins stays
+    std::ptrdiff_t threads = countThreads();
+    std::ptrdiff_t descriptors = countDescriptors(); ///< on Windows handles of any kind
+    std::ptrdiff_t mappings = countMappings();       ///< of memory; the stack of a thread that nobody joins stays
 
-    static std::ptrdiff_t entriesOf(char const * folder)
-    {
-        return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
-    }
-    static std::ptrdiff_t linesOf(char const * path)
-    {
-        std::ifstream file(path);
-        return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
-    }
+    static std::ptrdiff_t countThreads();
+    static std::ptrdiff_t countDescriptors();
+    static std::ptrdiff_t countMappings();
 };
 
 /// Waits for a condition that is bound to come true. @return false after a minute
@@ -51,7 +40,7 @@ bool waitUntil(Condition const & condition)
 /// Whether no more threads run than in an earlier state, at the latest after a minute.
 inline bool waitUntilNoMoreThreadsThan(ProcessState const & before)
 {
-    return waitUntil([&] { return ProcessState::entriesOf("/proc/self/task") <= before.threads; });
+    return waitUntil([&] { return ProcessState::countThreads() <= before.threads; });
 }
 
 } // namespace common::log::test

@@ -113,9 +113,10 @@ private:
     }
     int sync() override
     {
-        std::string whole = std::exchange(record(), {}); // what the receiver writes is a record of its own
+        // Taken out: what the receiver writes is a record of its own, and a system may number its threads ever on.
         std::unique_lock<std::mutex> lock(m_mutex);
-        auto const handed = m_handed.insert(m_handed.end(), std::move(whole));
+        auto const written = m_records.extract(std::this_thread::get_id());
+        auto const handed = m_handed.insert(m_handed.end(), written ? std::move(written.mapped()) : std::string());
         lock.unlock();
         m_receiver(std::string_view(*handed).substr(handed->rfind('\n', 0) == 0 ? 1 : 0));
         lock.lock();
