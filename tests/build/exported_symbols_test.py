@@ -25,14 +25,30 @@ SHORTER = [
 OF_CLASS = re.compile(r"^(?:vtable|typeinfo name|typeinfo|VTT) for (.*)")
 
 
+def output_of(*command, **options):
+    return subprocess.run(command, capture_output=True, text=True, check=True, **options).stdout
+
+
+def names_of_elf(library):
+    output = output_of("nm", "--dynamic", "--defined-only", "--demangle", "--format=posix", "--no-sort", library)
+    # NAME TYPE VALUE SIZE, with blanks in the name
+    return [re.match(r"(.*?) [A-Za-z] [0-9a-f]*(?: [0-9a-f]*)?$", symbol).group(1) for symbol in output.splitlines()]
+
+
+def names_of_dll(library):
+    """As on a system whose 64-bit integers are `long`. Without typeinfo: the compiler shows that of each class that an
+    exported function throws or derives from, the standard library's too, and no linker script takes it back. A class
+    with virtual operations is known by its vtable."""
+    output = output_of("x86_64-w64-mingw32-objdump", "--private-headers", library)
+    table = output.partition("[Ordinal/Name Pointer] Table")[2].partition("\n\n")[0]
+    names = output_of("c++filt", input="\n".join(line.split()[-1] for line in table.splitlines() if "]" in line))
+    return [name for name in names.replace("long long", "long").splitlines() if not name.startswith("typeinfo for ")]
+
+
 def symbols_of(library):
     """One line for each function and variable, and one for each class. Variants of a constructor are one line."""
-    output = subprocess.run(["nm", "--dynamic", "--defined-only", "--demangle", "--format=posix", "--no-sort", library],
-                            capture_output=True, text=True, check=True).stdout
     lines = set()
-    for symbol in output.splitlines():
-        # NAME TYPE VALUE SIZE, with blanks in the name
-        name = re.match(r"(.*?) [A-Za-z] [0-9a-f]*(?: [0-9a-f]*)?$", symbol).group(1)
+    for name in names_of_dll(library) if library.endswith(".dll") else names_of_elf(library):
         for long, short in SHORTER:
             name = long.sub(short, name)
         lines.add(OF_CLASS.sub(r"class \1", name))
