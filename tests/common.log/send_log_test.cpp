@@ -88,11 +88,11 @@ TEST_F(SendLog, CutsAtTwoHundredFiftyFiveCharactersAndReportsItAhead)
 
 TEST_F(SendLog, WritesNothingWhereTheTextCannotBeBuilt)
 {
-    EXPECT_EQ(send("%d%ls", 42, kUnwritable), COMMON_FAILED);
+    EXPECT_EQ(send(kUnwritable, 42, 1), COMMON_FAILED);
     EXPECT_EQ(stream.text(), "");
     EXPECT_EQ(stream.flushes(), 0U);
     trace::InternalTrace const internalTrace;
-    EXPECT_EQ(send("%d%ls", 42, kUnwritable), COMMON_FAILED);
+    EXPECT_EQ(send(kUnwritable, 42, 1), COMMON_FAILED);
     EXPECT_THAT(takeLines(), ElementsAre(report("Calling 'vsnprintf' failed. Output string could not be built.")));
 }
 

@@ -38,8 +38,8 @@ inline trace::EnablingState stateOf(unsigned int number)
     return {(number & 1U) != 0, (number & 2U) != 0, (number & 4U) != 0};
 }
 
-/// A text that cannot be formatted: no encoding has such a character.
-constexpr wchar_t kUnwritable[2] = {wchar_t{0xD800}, L'\0'};
+/// Of two numbers, and cannot be formatted: its length is no `int`.
+constexpr char const * kUnwritable = "%d%2147483647d";
 
 /// What a call of the unit "axis.control" gives beside its code.
 inline trace::LogParametersExtended parametersOf(char const * format)

@@ -260,7 +260,7 @@ TEST_P(TraceUnit, BoundsItsMessageAndWritesNoneThatCannotBeFormatted)
     } else {
         expectWritten({}, {records[0], report, records[1]});
     }
-    EXPECT_EQ(call(kMessage, parametersOf("%d%ls"), kUnwritable), TRACE_FAILED);
+    EXPECT_EQ(call(kMessage, parametersOf(kUnwritable), 1), TRACE_FAILED);
     expectWritten({ownRecord(kError, sink, function, "Calling 'vsnprintf' failed. Output string could not be built.")},
                   {});
 }
@@ -273,10 +273,11 @@ TEST_P(TraceUnit, AnswersWithTheLastStepThatWentWrong)
         TraceResult const usual = code == kMessage ? TRACE_OK : TRACE_INVALID_ARGUMENT;
         EXPECT_EQ(call(code, parametersOf("%255d")), usual);
         EXPECT_EQ(call(code, parametersOf("%256d")), TRACE_TRUNCATED);
-        LogParametersExtended cut = parametersOf("%d%ls");
+        LogParametersExtended cut = parametersOf("%d%d");
         cut.fileName = tooLong.c_str();
-        EXPECT_EQ(call(code, cut, L""), operation == Operation::log ? usual : TRACE_TRUNCATED);
-        EXPECT_EQ(call(code, cut, kUnwritable), TRACE_FAILED);
+        EXPECT_EQ(call(code, cut, 1), operation == Operation::log ? usual : TRACE_TRUNCATED);
+        cut.format = kUnwritable;
+        EXPECT_EQ(call(code, cut, 1), TRACE_FAILED);
     }
 }
 
