@@ -5,6 +5,7 @@
 #include <climits>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace tracehost {
@@ -43,6 +44,16 @@ void reserveStandardDescriptors()
     }
     if (opened >= 0) {
         (void)::close(opened);
+    }
+}
+
+void raiseDescriptorLimit()
+{
+    constexpr rlim_t kEnough = 4096;
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < kEnough) {
+        limit.rlim_cur = std::min(limit.rlim_max, kEnough);
+        (void)::setrlimit(RLIMIT_NOFILE, &limit); // with fewer, the door serves fewer clients at once
     }
 }
 

@@ -27,6 +27,9 @@ private:
 /// and with it the records. Reading it gives the end at once, writing to it fails.
 void reserveStandardDescriptors();
 
+/// Lets this process open as many files as it has the right to: each client of the door takes one.
+void raiseDescriptorLimit();
+
 /// Writes all of `text`, waiting at most `limit` for a reader that does not read.
 ///
 /// @return whether all of it was taken

@@ -21,6 +21,7 @@ int main(int argumentCount, char ** arguments)
 {
     try {
         tracehost::reserveStandardDescriptors();
+        tracehost::raiseDescriptorLimit();
         tracehost::CommandLine const commandLine = tracehost::parseCommandLine(argumentCount, arguments);
         if (commandLine.options && commandLine.options->mode != tracehost::Mode::run) {
             tracehost::Answer const answer = tracehost::answerOf(*commandLine.options);

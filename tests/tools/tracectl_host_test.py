@@ -2,6 +2,9 @@
 """tracectl and a running tracehost: tracectl_host_test.py TRACECTL TRACEHOST"""
 
 import json
+import os
+import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -11,6 +14,8 @@ import unittest
 from tracectl_case import PROGRAM, REFUSED, Tracectl
 
 HOST = sys.argv.pop(1)
+
+README = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text(encoding="utf-8")
 
 # Lines of an input, and as they are shown.
 LINES = [(b"a\x1b[2Jb|<b>\xff", "a\\x1b[2Jb|<b>\ufffd"), (b"", ""), (b"\xc2\x9b\tx", "\\x9b\\tx"), (b"last", "last")]
@@ -106,6 +111,45 @@ class RunningHost(Tracectl):
         _, errors = tail.communicate(timeout=60)
         self.assertEqual(tail.returncode, 0)
         self.assertRegex(errors, rf"waiting for one\ntracectl: the host was started again: process {self.host.pid}\n$")
+
+    def test_is_what_the_readme_shows(self):
+        section = README.split("\n## ")[2]
+        self.assertTrue(section.startswith("Switching a unit from outside\n"))
+        commands = re.findall(r"^    build/release/bin/(tracectl .*?)(?: +#.*)?$", section, re.MULTILINE)[:3]
+        self.assertEqual([words.split()[1] for words in commands], ["list", "set", "tail"])
+        self.write(b"of the run")
+        # As typed by a person whose only host is this one, and who has the folder of the programs in the path.
+        folder = self.folder / "common_log_trace"
+        folder.mkdir()
+        (folder / "tracehost.sock").symlink_to(self.socket)
+        environment = {**os.environ, "XDG_RUNTIME_DIR": str(self.folder),
+                       "PATH": f"{pathlib.Path(PROGRAM).parent}:{os.environ['PATH']}"}
+        outputs = []
+        for command in commands:
+            result = subprocess.run(["bash", "-c", f"{command} | head -n 2"], capture_output=True, text=True, check=True,
+                                    env=environment, timeout=60)
+            self.assertEqual(result.stderr, "")
+            outputs.append(result.stdout.splitlines())
+        self.assertRegex(outputs[0][1], r"^cycle\.summary\t-\t-\t")
+        self.assertRegex(outputs[1][1], r"^cycle\.wakeup: - -> e until [0-9:]{8} \(10m\)$")
+        self.assertEqual(len(outputs[2]), 2)
+
+    def test_has_its_socket_for_itself(self):
+        second = subprocess.run([HOST, "--socket", self.socket, "--ring", "0", "--state-dir", self.folder / "other"],
+                                capture_output=True, text=True, check=False, timeout=60, stdin=subprocess.DEVNULL)
+        self.assertEqual(second.returncode, 1)
+        self.assertIn(f"tracehost: already runs, process {self.host.pid}, ", second.stderr)
+        self.assertIn("cycle.wakeup", self.at_host("list"))
+
+    def test_runs_without_what_cannot_be_had(self):
+        file = self.folder / "file"
+        file.touch()
+        host = subprocess.run([HOST, "--socket", file / "a.sock", "--state-dir", file, "--duration", "10ms"],
+                              capture_output=True, text=True, check=False, timeout=60, stdin=subprocess.DEVNULL)
+        self.assertEqual(host.returncode, 0, host.stderr)
+        warnings = [line for line in host.stderr.splitlines() if "|Trace warning host.start|" in line]
+        for what in ("the ring of records: ", "a door: "):
+            self.assertEqual(sum(f"|Running without {what}" in line for line in warnings), 1, warnings)
 
 
 if __name__ == "__main__":
