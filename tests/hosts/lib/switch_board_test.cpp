@@ -134,7 +134,7 @@ protected:
                          (event.now.empty() ? "" : " " + address + " " + event.before + ">" + event.now));
     }
     /// "set ADDRESS FLAGS [SECONDS]", "client ADDRESS FLAGS", "wait SECONDS", "add NAME FLAGS", "remove NAME",
-    /// "save [anyway]", "load" or "restart". What fails is noted among the events.
+    /// "save [anyway]", "load", "end" or "restart". What fails is noted among the events.
     void run(std::string const & step)
     {
         std::istringstream words(step);
@@ -162,6 +162,8 @@ protected:
             SwitchBoard::SaveOutcome const outcome = host->board.save(what == "anyway", kAuthor);
             result = outcome.result;
             EXPECT_EQ(outcome.running.empty(), !isFailure(result));
+        } else if (verb == "end") {
+            host->board.endAll();
         } else if (verb == "load") {
             result = host->board.load(kAuthor);
         } else {
@@ -207,6 +209,7 @@ SaveForcedKept: set a/x mwe 10; save anyway; wait 10; restart = a.x=mwe a.y=- b=
 SaveChanged: set b e 10; client b w; save = a.x=w a.y=- b=w = set b m>e; leftAlone b e>w; saved
 LoadEnds: set b w; save; set b e 10; load; wait 10 = a.x=w a.y=- b=w = set b m>w; saved; set b w>e; loaded; leftAlone b e>w
 LoadPasses: save; add c w; set c e 10; load; wait 10 = a.x=w a.y=- b=m c=w = saved; set c w>e; loaded; putBack c e>w
+EndAll: set a/x mwe 99; set a/x e 10; end; save =  = set a/x w>mwe; set a/x mwe>e; putBack a/x e>w; saved
 RestartEnds: set b w; save; set . e 10; restart; wait 10 = a.x=w a.y=- b=w = set b m>w; saved; set . various>e
 RestartUnsaved: set . e; set b w 10; restart =  = set . various>e; set b e>w)";
 
