@@ -95,7 +95,7 @@ public:
     }
 };
 
-/// Makes the commands. Each keeps what it is given in `options`, which has to live as long as the parser.
+/// Makes the commands. Each keeps what it is given in `options`. That and this object have to live as long as the parser.
 class Commands
 {
 public:
@@ -325,7 +325,8 @@ CommandLine parseCommandLine(int argumentCount, char const * const * arguments)
     app.add_option("--socket", options.socketPath, "Socket of the host")->type_name("PATH");
     app.fallthrough();
     app.require_subcommand(1);
-    Commands(app, options).addAll();
+    Commands commands(app, options); // which the parser calls
+    commands.addAll();
     app.footer(kFooter); // behind the commands, which would take it over
     try {
         app.parse(argumentCount, arguments);

@@ -65,7 +65,7 @@ bool isBelow(std::string const & address, std::string const & root)
 class SwitchBoard::Board
 {
 public:
-    Board(NodeService & nodes, Addresses addresses, Report report, Clock clock);
+    Board(NodeService & nodes, Addresses addresses, Report report, Clock const & clock);
     Board(Board const &) = delete;
     Board & operator=(Board const &) = delete;
     ~Board();
@@ -118,7 +118,7 @@ private:
     std::unique_ptr<QuietThread> m_thread;
 };
 
-SwitchBoard::Board::Board(NodeService & nodes, Addresses addresses, Report report, Clock clock)
+SwitchBoard::Board::Board(NodeService & nodes, Addresses addresses, Report report, Clock const & clock)
     : m_nodes(nodes), m_addresses(std::move(addresses)), m_report(std::move(report)),
       m_clock(clock ? clock : [] { return std::chrono::steady_clock::now(); })
 {
@@ -380,7 +380,7 @@ void SwitchBoard::Board::reportEvents(Lock & lock)
 }
 
 SwitchBoard::SwitchBoard(NodeService & nodes, Addresses addresses, Report report, Clock clock)
-    : m_board(std::make_unique<Board>(nodes, std::move(addresses), std::move(report), std::move(clock)))
+    : m_board(std::make_unique<Board>(nodes, std::move(addresses), std::move(report), clock))
 {}
 
 SwitchBoard::~SwitchBoard() = default;
