@@ -115,8 +115,12 @@ private:
     {
         // Taken out: what the receiver writes is a record of its own, and a system may number its threads ever on.
         std::unique_lock<std::mutex> lock(m_mutex);
-        auto const written = m_records.extract(std::this_thread::get_id());
-        auto const handed = m_handed.insert(m_handed.end(), written ? std::move(written.mapped()) : std::string());
+        auto const handed = m_handed.emplace(m_handed.end());
+        auto const written = m_records.find(std::this_thread::get_id());
+        if (written != m_records.end()) {
+            handed->swap(written->second);
+            m_records.erase(written);
+        }
         lock.unlock();
         m_receiver(std::string_view(*handed).substr(handed->rfind('\n', 0) == 0 ? 1 : 0));
         lock.lock();
