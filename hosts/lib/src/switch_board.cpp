@@ -379,7 +379,7 @@ void SwitchBoard::Board::reportEvents(Lock & lock)
     m_isReporting = false;
 }
 
-SwitchBoard::SwitchBoard(NodeService & nodes, Addresses addresses, Report report, Clock clock)
+SwitchBoard::SwitchBoard(NodeService & nodes, Addresses addresses, Report report, Clock const & clock)
     : m_board(std::make_unique<Board>(nodes, std::move(addresses), std::move(report), clock))
 {}
 

@@ -98,7 +98,7 @@ public:
     /// @param report  may be empty
     /// @param clock   for tests; without one the steady clock of the system. With one there is no thread, and the test
     ///                calls `expire`.
-    SwitchBoard(NodeService & nodes, Addresses addresses, Report report, Clock clock = {});
+    SwitchBoard(NodeService & nodes, Addresses addresses, Report report, Clock const & clock = {});
     SwitchBoard(SwitchBoard const &) = delete;
     SwitchBoard & operator=(SwitchBoard const &) = delete;
     ~SwitchBoard(); ///< running switches stay as they are
