@@ -1,22 +1,19 @@
 #include "store_support.h"
+#include "support/rounds.h"
 
 #include <atomic>
-#include <csignal>
 #include <cstring>
+#include <map>
 #include <optional>
-#include <random>
 #include <thread>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace common::log::host::test {
 
 namespace {
 
-using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using namespace common::log::trace;
 using Answer = WatchedOperations::Answer;
 
 std::vector<std::string> const kOld(30, "axis m");
@@ -29,97 +26,70 @@ enum class Operation
     remove
 };
 
-/// A disk that loses what was not flushed, made of the calls of the system: what is there, and what of it is sure.
-struct Disk
-{
-    struct File
-    {
-        std::string content;
-        std::string sure;
-    };
-    using Names = std::map<std::string, std::shared_ptr<File>>;
-
-    void apply(WatchedOperations::Noted const & call)
-    {
-        if (call.kind == Kind::create || call.kind == Kind::makeFolder) {
-            names[call.path] = std::make_shared<File>();
-        } else if (call.kind == Kind::write) {
-            names[call.path]->content += call.target;
-        } else if (call.kind == Kind::rename) {
-            names[call.target] = names[call.path];
-            names.erase(call.path);
-        }
-        for (auto const & [name, file] : names) {
-            if (call.kind == Kind::flush && name == call.path) {
-                file->sure = file->content;
-            } else if (call.kind == Kind::flush && std::filesystem::path(name).parent_path() == call.path) {
-                sureNames[name] = file;
-            }
-        }
-    }
-    /// What a machine that stops now would find, with or without what is not sure.
-    std::string contentAfterCrash(bool keepsNames, bool keepsContent)
-    {
-        Names const & left = keepsNames ? names : sureNames;
-        auto const file = left.find(std::string("./") + kFileName);
-        if (file == left.end() || left.count("./trace") == 0) {
-            return "nothing";
-        }
-        return keepsContent ? file->second->content : file->second->sure;
-    }
-
-    Names names;
-    Names sureNames; ///< of what is gone some may stay, which no case asks for
-};
-
 } // namespace
 
-class FileStoreFault : public testing::TestWithParam<Operation>
-{
-};
-
 // Each operation again and again, while its first, its second, … call of the system fails; until no call is left.
-TEST_P(FileStoreFault, LeavesTheOldFileOrTheNew)
+TEST(FileStoreFault, LeavesTheOldStateOrTheNewAndIsReportedOnce)
 {
-    for (Answer const & answer : {Answer{ENOSPC}, {EIO}, {EACCES}, {EINTR}, {0, true}}) {
-        std::optional<WatchedOperations::Noted> failed;
-        for (int failing = 0; failing == 0 || failed; ++failing) {
-            int left = failing;
-            failed.reset();
-            WatchedStore store([&](auto const & call) {
-                bool const fails = left-- == 0;
-                failed = fails ? call : failed;
-                return fails ? answer : Answer();
-            });
-            Client & client = store.client;
-            Client after(store.path);
-            ASSERT_EQ(after.save(dataOf(kOld)), 0);
-            std::vector<std::string> units;
-            bool const isDone = (GetParam() == Operation::save   ? client.save(dataOf(kNew))
-                                 : GetParam() == Operation::load ? client.load(units)
-                                                                 : client.remove()) == 0;
-            SCOPED_TRACE(std::to_string(answer.error) + " in call " + std::to_string(failing));
-            ASSERT_TRUE(failed || (isDone && failing > 5));
-            EXPECT_TRUE(isDone || (answer.error != EINTR && !answer.isShort));
-            PersistenceDetailDiag const diag = client.diag();
-            if (!isDone) {
-                EXPECT_EQ(diag.diagCode, static_cast<std::uint32_t>(StoreFault::system));
-                EXPECT_EQ(diag.diagThird, answer.error);
-                EXPECT_THAT(diag.diagText, HasSubstr(std::strerror(answer.error)));
+    std::map<int, unsigned> failures;
+    for (Operation const operation : {Operation::save, Operation::load, Operation::remove}) {
+        for (Answer const & answer : {Answer{ENOSPC}, {EIO}, {EACCES}, {EROFS}, {EMFILE}, {EINTR}, {0, 1}}) {
+            std::optional<WatchedOperations::Noted> failed;
+            for (int failing = 0; failing == 0 || failed; ++failing) {
+                int left = -1;
+                failed.reset();
+                TemporaryFolder const folder;
+                std::string const path = folder.pathOf("");
+                std::vector<WatchedOperations::Noted> calls;
+                NumberedHost host(path, std::make_unique<WatchedOperations>(calls, [&](auto const & call) {
+                                      bool const fails = left-- == 0;
+                                      failed = fails ? call : failed;
+                                      return fails ? answer : Answer();
+                                  }));
+                ASSERT_EQ(host.save(1), TRACE_OK);
+                auto const run = [&] {
+                    return operation == Operation::save   ? host.save(2)
+                           : operation == Operation::load ? host.load()
+                                                          : host.remove();
+                };
+                left = failing;
+                TraceResult const result = run();
+                left = -1;
+                SCOPED_TRACE(std::to_string(answer.error) + " in call " + std::to_string(failing) + " of operation " +
+                             std::to_string(static_cast<int>(operation)));
+                ASSERT_TRUE(failed || (result == TRACE_OK && failing > 5));
+                bool const isShortened = failed && (failed->kind == Kind::read || failed->kind == Kind::write);
+                failures[answer.error] += isShortened || (failed && answer.error != 0) ? 1U : 0U;
+                EXPECT_TRUE(result == TRACE_OK ||
+                            (result == TRACE_FAILED && answer.error != 0 && answer.error != EINTR));
+                EXPECT_EQ(host.reports.take(), result == TRACE_OK ? 0U : 1U);
+                PersistenceDetailDiag diag;
+                if (result != TRACE_OK) {
+                    (void)host.store.helper()->getDetailDiag(&host.store, diag);
+                    EXPECT_EQ(diag.diagCode, static_cast<std::uint32_t>(StoreFault::system));
+                    EXPECT_EQ(diag.diagThird, answer.error);
+                    EXPECT_THAT(diag.diagText, HasSubstr(std::strerror(answer.error)));
+                }
+                // The names are brought to the disk last: what was done can be seen, but is not sure.
+                bool const isVisible = result == TRACE_OK || diag.diagText.find("it may be lost") != std::string::npos;
+                bool const isGone = operation == Operation::remove && isVisible;
+                NumberedHost const after(path);
+                EXPECT_EQ(after.load(), isGone ? TRACE_NO_SAVED_DATA : TRACE_OK);
+                EXPECT_EQ(after.number(), isGone ? 0U : operation == Operation::save && isVisible ? 2U : 1U);
+                EXPECT_EQ(namesIn(path).size(), isGone ? 1U : 2U) << "nothing beside the file";
+                // The fault is over.
+                EXPECT_EQ(run(), isGone ? TRACE_NO_SAVED_DATA : TRACE_OK);
+                EXPECT_EQ(host.save(3), TRACE_OK);
+                EXPECT_TRUE(after.load() == TRACE_OK && after.number() == 3);
             }
-            // The names are brought to the disk last: what was done can be seen, but is not sure.
-            bool const isVisible = isDone || (diag.diagText.find("it may be lost") != std::string::npos);
-            if (GetParam() == Operation::remove && isVisible) {
-                EXPECT_FALSE(after.exists());
-                continue;
-            }
-            EXPECT_EQ(after.loaded(), GetParam() == Operation::save && isVisible ? kNew : kOld);
-            EXPECT_TRUE(GetParam() != Operation::load || units == (isDone ? kOld : std::vector<std::string>()));
-            EXPECT_THAT(namesIn(store.path), ElementsAre("trace", kFileName));
         }
     }
+    std::string seen;
+    for (auto const & [error, count] : failures) {
+        seen += ", " + (error != 0 ? std::string(::strerrorname_np(error)) : "short") + " " + std::to_string(count);
+    }
+    common::log::test::printSeen("store calls that failed" + seen);
 }
-INSTANTIATE_TEST_SUITE_P(Of, FileStoreFault, testing::Values(Operation::save, Operation::load, Operation::remove));
 
 TEST(FileStoreDamage, ThatCannotBeRenamedStillCountsAsNothingSaved)
 {
@@ -158,65 +128,6 @@ TEST(FileStoreDirectory, ThatVanishedIsDiagnosed)
     EXPECT_EQ(client.load(units), failure(StoreFault::notSaved));
     EXPECT_EQ(client.remove(), failure(StoreFault::notSaved));
     EXPECT_THAT(client.diag().diagText, HasSubstr(folder.pathOf("gone")));
-}
-
-TEST(FileStoreCrash, OfTheMachineLeavesTheOldFileOrTheNew)
-{
-    WatchedStore store;
-    Disk disk;
-    std::string old = "nothing";
-    for (auto const & units : {kOld, kNew}) {
-        store.calls.clear();
-        ASSERT_EQ(store.client.save(dataOf(units)), 0);
-        std::string const saved = contentOf(store.path + kFileName);
-        for (std::size_t made = 0; made <= store.calls.size(); ++made) {
-            for (int const keeps : {0, 1, 2, 3}) {
-                std::string const left = disk.contentAfterCrash((keeps & 1) != 0, (keeps & 2) != 0);
-                EXPECT_TRUE(left == old || left == saved) << made << ", keeping " << keeps << ": " << left;
-                EXPECT_TRUE(made < store.calls.size() || left == saved) << "not durable, keeping " << keeps;
-            }
-            if (made < store.calls.size()) {
-                disk.apply(store.calls[made]);
-            }
-        }
-        old = saved;
-    }
-}
-
-// Two of them at once, while a third one reads.
-TEST(FileStoreKill, OfSavingProcessesLeavesAWholeFile)
-{
-    TemporaryFolder const folder;
-    Client client(folder.pathOf(""));
-    ASSERT_EQ(client.save(dataOf(kOld)), 0);
-    std::mt19937 random(1); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same run each time
-    int leftTemporary = 0;
-    for (int round = 0; round < 500; ++round) {
-        pid_t children[2];
-        for (pid_t & child : children) {
-            child = ::fork();
-            while (child == 0) {
-                if (Client(folder.pathOf("")).save(dataOf(&child == children ? kOld : kNew)) != 0) {
-                    ::_exit(1);
-                }
-            }
-        }
-        auto const end = std::chrono::steady_clock::now() + std::chrono::microseconds(random() % 2000);
-        do {
-            ASSERT_THAT(client.loaded(), AnyOf(kOld, kNew));
-        } while (std::chrono::steady_clock::now() < end);
-        for (pid_t const child : children) {
-            int status = 0;
-            (void)::kill(child, SIGKILL);
-            (void)::waitpid(child, &status, 0);
-            ASSERT_TRUE(WIFSIGNALED(status)) << "a save failed";
-        }
-        ASSERT_THAT(client.loaded(), AnyOf(kOld, kNew)) << "round " << round;
-        leftTemporary += namesIn(folder.pathOf("")).size() > 2 ? 1 : 0;
-    }
-    EXPECT_GT(leftTemporary, 0) << "nobody was killed in the midst of a save";
-    ASSERT_EQ(client.save(dataOf(kNew)), 0);
-    EXPECT_THAT(namesIn(folder.pathOf("")), ElementsAre("trace", kFileName));
 }
 
 TEST(FileStoreThreads, SaveAndLoadAtOnce)

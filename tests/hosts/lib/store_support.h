@@ -2,8 +2,11 @@
 
 #include "file_operations.h"
 #include "hosts/tracehost/temporary_folder.h"
+#include "support/internal_trace_access.h"
+#include "support/stream_capture.h"
 
 #include <common/log/host/file_store.h>
+#include <common/log/trace.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -145,12 +148,12 @@ public:
     {
         Kind kind;
         std::string path;   ///< that of the store's directory is "."
-        std::string target; ///< of a rename the new path, of a write what was to be written
+        std::string target; ///< of a rename the new path, of a write what was written
     };
     struct Answer
     {
-        int error = 0; ///< the call is not made, or, of a close, was made
-        bool isShort = false;
+        int error = 0;               ///< the call is not made, or, of a close, was made
+        std::size_t most = SIZE_MAX; ///< of the bytes that a read or a write takes
     };
     using Before = std::function<Answer(Noted const & call)>;
 
@@ -160,10 +163,10 @@ public:
     {
         std::string const folder = call.descriptor == kNoFolder ? "" : m_paths[call.descriptor];
         Noted noted{call.kind, folder.empty() ? "." : folder + (*call.name == 0 ? "" : "/") + call.name,
-                    call.kind == Kind::write ? std::string(call.text) : folder + "/" + call.newName};
+                    folder + "/" + call.newName};
         Answer const answer = m_before ? m_before(noted) : Answer();
-        call.size = answer.isShort ? 1 : call.size;
-        call.text = call.text.substr(0, answer.isShort ? 1 : call.text.size());
+        call.size = std::min(call.size, answer.most);
+        call.text = call.text.substr(0, answer.most);
         bool const isMade = answer.error == 0 || call.kind == Kind::close;
         std::error_code const error = isMade ? m_real->make(call) : std::error_code();
         if (answer.error != 0) {
@@ -171,6 +174,7 @@ public:
         }
         if (!error) {
             m_paths[call.opened] = noted.path;
+            noted.target = call.kind == Kind::write ? std::string(call.text.substr(0, call.bytes)) : noted.target;
             m_calls.push_back(std::move(noted));
         }
         return error;
@@ -195,6 +199,74 @@ struct WatchedStore
     std::string path = folder.pathOf("");
     std::vector<WatchedOperations::Noted> calls;
     Client client;
+};
+
+/// Counts the records of the error stream. Allocates nothing.
+class ReportCount : private common::log::test::ErrorStreamBuffer
+{
+public:
+    unsigned take() { return std::exchange(m_reports, 0); }
+
+private:
+    std::streamsize xsputn(char const *, std::streamsize size) override { return size; }
+    int sync() override { return ++m_reports, 0; }
+
+    unsigned m_reports = 0;
+};
+
+/// A host with a store and units, whose flags are the binary digits of a number, and those of the other units the
+/// opposite ones.
+struct NumberedHost
+{
+    static constexpr unsigned kUnits = 20;
+    static constexpr std::uint64_t kMixed = UINT64_MAX; ///< no number: flags of several
+
+    explicit NumberedHost(std::string const & directory,
+                          std::unique_ptr<FileOperations> operations = systemFileOperations())
+        : store(directory, std::move(operations))
+    {
+        for (unsigned number = 0; number < kUnits; ++number) {
+            std::string const name = "a.name.longer.than.most.unit" + std::to_string(number);
+            units.push_back(std::make_unique<trace::Log>(name.c_str(), nullptr));
+            (void)manager->addTraceUnit(units.back().get(), {});
+        }
+        manager->setBundleRootPath(COMMON_LOG_TRACE_BUNDLE_ROOT);
+        manager->setPersistenceHelper(store.helper());
+        (void)reports.take();
+        set(0);
+    }
+
+    void set(std::uint64_t number) const
+    {
+        for (unsigned place = 0; place < kUnits; ++place) {
+            std::uint64_t const digits = (place % 2 == 0 ? number : ~number) >> place / 2 * 3;
+            units[place]->setEnablingState({(digits & 1U) != 0, (digits & 2U) != 0, (digits & 4U) != 0});
+        }
+    }
+    std::uint64_t number() const
+    {
+        std::uint64_t sums[2]{};
+        for (unsigned place = 0; place < kUnits; ++place) {
+            trace::EnablingState const & state = units[place]->getEnablingState();
+            std::uint64_t const digits =
+                (state.messages ? 1U : 0U) + (state.warnings ? 2U : 0U) + (state.errors ? 4U : 0U);
+            sums[place % 2] += (place % 2 == 0 ? digits : 7U - digits) << place / 2 * 3;
+        }
+        return sums[0] == sums[1] ? sums[0] : kMixed;
+    }
+    trace::TraceResult save(std::uint64_t number) const
+    {
+        set(number);
+        return manager->saveEnablingStatesAllTraceUnits({});
+    }
+    trace::TraceResult load() const { return manager->loadEnablingStatesAllTraceUnits({}); }
+    trace::TraceResult remove() const { return manager->deleteEnablingStatesAllTraceUnits({}); }
+
+    ReportCount reports;
+    trace::InternalTrace internalTrace; ///< errors alone
+    FileStore store;
+    std::vector<std::unique_ptr<trace::Log>> units;
+    std::shared_ptr<trace::Manager> manager = std::make_shared<trace::Manager>();
 };
 
 } // namespace common::log::host::test
