@@ -21,6 +21,8 @@
 #include <persistenceparam_generated.h>
 
 #include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace common::log::trace {
@@ -167,10 +169,15 @@ TraceResult Manager::loadEnablingStatesAllTraceUnits(Variant const & data) const
                            m_machineIdentification.c_str(), saved.machineIdentification()->c_str(), detailText.c_str());
         return TRACE_MACHINE_MISMATCH;
     }
-    TraceResult result = TRACE_OK;
+    // What takes memory comes ahead of the first switch: without it, no unit is switched.
+    std::vector<std::pair<std::string, EnablingState>> states;
+    states.reserve(saved.states()->size());
     for (fbs::EnablingState const * const entry : *saved.states()) {
-        std::string const name = entry->name()->str();
-        TraceResult const set = setEnablingStateTraceUnit(name, stateIn(*entry));
+        states.emplace_back(entry->name()->str(), stateIn(*entry));
+    }
+    TraceResult result = TRACE_OK;
+    for (auto const & [name, state] : states) {
+        TraceResult const set = setEnablingStateTraceUnit(name, state);
         if (set == TRACE_NOT_FOUND) {
             // Units come and go with the components of the machine.
             SELF_TRACE_WARNING("Trace unit '%s' is not available anymore, so could not restore saved enabling state "
