@@ -6,6 +6,8 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace tracehost {
@@ -76,6 +78,18 @@ bool writeWithin(int descriptor, std::string_view text, std::chrono::millisecond
         text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
     }
     return true;
+}
+
+bool isListenedTo(std::string const & socketPath)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (socketPath.copy(address.sun_path, sizeof address.sun_path - 1) != socketPath.size()) {
+        return false;
+    }
+    Descriptor const probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    return ::connect(probe.number(), reinterpret_cast<sockaddr const *>(&address), sizeof address) == 0 ||
+           errno == EAGAIN; // so many wait for it that it has no room
 }
 
 } // namespace tracehost

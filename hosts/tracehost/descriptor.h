@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <string>
 #include <string_view>
 
 namespace tracehost {
@@ -34,5 +35,8 @@ void raiseDescriptorLimit();
 ///
 /// @return whether all of it was taken
 bool writeWithin(int descriptor, std::string_view text, std::chrono::milliseconds limit);
+
+/// Whether somebody listens at a Unix socket.
+bool isListenedTo(std::string const & socketPath);
 
 } // namespace tracehost

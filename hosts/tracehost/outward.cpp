@@ -1,11 +1,13 @@
 #include "outward.h"
 
+#include "descriptor.h"
 #include "figures.h"
 
 #include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace tracehost {
@@ -15,6 +17,8 @@ using namespace common::log::host;
 namespace {
 
 constexpr std::chrono::milliseconds kBatchPeriod(2);
+constexpr std::chrono::seconds kRingPatience(1);
+constexpr std::chrono::milliseconds kRingPause(5);
 
 } // namespace
 
@@ -23,13 +27,21 @@ std::unique_ptr<RecordRing> openRing(Options const & options, Refusals & refusal
     if (options.ringBytes == 0) {
         return nullptr;
     }
-    try {
-        std::filesystem::create_directories(options.stateDirectory);
-        return std::make_unique<RecordRing>(options.stateDirectory + "/records.ring",
-                                            RecordRingOptions{options.ringBytes});
-    } catch (std::system_error const & failure) {
-        refusals.push_back(std::string("the ring of records: ") + failure.what());
-        return nullptr;
+    for (auto const limit = std::chrono::steady_clock::now() + kRingPatience;;) {
+        try {
+            std::filesystem::create_directories(options.stateDirectory);
+            return std::make_unique<RecordRing>(options.stateDirectory + "/records.ring",
+                                                RecordRingOptions{options.ringBytes});
+        } catch (std::system_error const & failure) {
+            // Of two that start at once, the one without the ring must not come first to the door: it waits until the
+            // other one has opened that, or has given the ring back.
+            bool const isOfOther = failure.code() == std::errc::device_or_resource_busy && !options.socket.empty();
+            if (!isOfOther || isListenedTo(options.socket) || std::chrono::steady_clock::now() > limit) {
+                refusals.push_back(std::string("the ring of records: ") + failure.what());
+                return nullptr;
+            }
+        }
+        std::this_thread::sleep_for(kRingPause);
     }
 }
 

@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """tracectl and a running tracehost: tracectl_host_test.py TRACECTL TRACEHOST"""
 
+import contextlib
 import json
 import os
 import pathlib
 import re
+import select
 import signal
 import subprocess
 import sys
@@ -12,6 +14,7 @@ import threading
 import unittest
 
 from tracectl_case import PROGRAM, REFUSED, Tracectl
+from unix_http import Connection
 
 HOST = sys.argv.pop(1)
 
@@ -27,11 +30,14 @@ class RunningHost(Tracectl):
         self.host, self.reader = None, None
         self.start()
 
-    def start(self):
+    def command(self):
         # Only the input traces, so that nothing depends on the time.
+        return [HOST, "--socket", self.socket, "--state-dir", self.folder / "state", "--priority", "0", "--duration", "0",
+                "--ring", "1MiB", "--state", "cycle.*=-"]
+
+    def start(self, *before):
         self.host = subprocess.Popen(
-            [HOST, "--socket", self.socket, "--state-dir", self.folder / "state", "--priority", "0", "--duration", "0",
-             "--ring", "1MiB", "--state", "cycle.*=-"],
+            [*before, *self.command()],
             stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         limit = threading.Timer(60, self.host.kill)
         limit.start()
@@ -57,6 +63,10 @@ class RunningHost(Tracectl):
 
     def at_host(self, *arguments, status=0):
         return self.ctl("--socket", self.socket, *arguments, status=status)
+
+    def health(self):
+        with Connection(self.socket) as door:
+            return door.ask("GET", "/health")
 
     def row(self, unit):
         return self.at_host("list", unit).splitlines()[1].split("\t")
@@ -140,6 +150,55 @@ class RunningHost(Tracectl):
         self.assertEqual(second.returncode, 1)
         self.assertIn(f"tracehost: already runs, process {self.host.pid}, ", second.stderr)
         self.assertIn("cycle.wakeup", self.at_host("list"))
+
+    def test_starts_once_where_two_start_at_once(self):
+        self.stop(self.host, signal.SIGTERM)
+        for _ in range(5):
+            with contextlib.ExitStack() as stack:
+                hosts = [stack.enter_context(subprocess.Popen(self.command(), stdin=subprocess.PIPE,
+                                                              stdout=subprocess.DEVNULL, stderr=subprocess.PIPE))
+                         for _ in range(2)]
+                for host in hosts:
+                    stack.callback(host.kill)
+                while not any(host.poll() is not None for host in hosts):
+                    select.select([], [], [], 0.01)
+                hosts.sort(key=lambda host: host.poll() is None)
+                self.assertEqual(hosts[0].returncode, 1)
+                self.assertIn(f"already runs, process {hosts[1].pid}, ".encode(), hosts[0].stderr.read())
+                self.assertIsNotNone(self.health()["ring"])
+                hosts[1].terminate()
+                self.assertEqual(hosts[1].wait(60), 0)
+
+    def test_tells_a_reader_what_the_ring_of_the_run_before_had(self):
+        self.write(b"one", b"two", b"three")
+        while (last := self.health()["ring"]["last"]) < 3:
+            pass
+        self.stop(self.host, signal.SIGKILL)
+        self.start()
+        first = self.health()["ring"]["first"]
+        self.assertGreater(first, last)
+        with Connection(self.socket) as reader:
+            answer = reader.send_request("GET", "/events", headers={"Last-Event-ID": "1"})
+            lines = [answer.readline().decode() for _ in range(7)]
+            self.assertEqual(lines[3:], ["event: gap\n", f'data: {{"missed": {first - 2}}}\n', "\n", f"id: {first}\n"])
+
+    def test_bounds_its_readers(self):
+        self.stop(self.host, signal.SIGTERM)
+        self.start("prlimit", "--nofile=256")  # nearer than the door's own limit
+        self.write(*(b"line %d" % number for number in range(10_000)))  # more than a socket takes
+        while self.health()["ring"]["last"] < 10_000:
+            pass
+        for target, most, complaint in (("/records?limit=100000", 32, b"read old records"), ("/events", 64, b"readers")):
+            with self.subTest(target), contextlib.ExitStack() as stack:
+                answers = [stack.enter_context(Connection(self.socket)).send_request("GET", target)
+                           for _ in range(most + 1)]
+                self.assertEqual([answer.status for answer in answers], [200] * most + [503])
+                self.assertIn(complaint, answers[-1].read())
+                self.assertIn("cycle.wakeup", self.at_host("list"))
+            while any(figure["name"] == "door_streams" and figure["value"] for figure in self.health()["figures"]):
+                self.write(b"that a reader has gone is seen by the next record for it")
+            with Connection(self.socket) as reader:
+                self.assertEqual(reader.send_request("GET", target).status, 200)
 
     def test_runs_without_what_cannot_be_had(self):
         file = self.folder / "file"
