@@ -1,5 +1,6 @@
 """What the tests of tracectl as a process have in common."""
 
+import json
 import os
 import pathlib
 import subprocess
@@ -9,6 +10,7 @@ import unittest
 
 from fake_door import FakeDoor
 
+LNAV_FORMAT = pathlib.Path(__file__).resolve().parents[2] / "tools" / "lnav" / "common_log_trace.json"
 PROGRAM = sys.argv.pop(1)  # the first argument of each of these tests
 
 # What may reach no terminal: all but line ends, tabs between columns, and the carriage returns of CSV.
@@ -37,6 +39,15 @@ class Tracectl(unittest.TestCase):
             return output
         self.assertTrue(errors.startswith("tracectl: "), errors)
         return errors.removeprefix("tracectl: ").removesuffix("\n")
+
+    def lnav(self, statement, source, stdin=subprocess.DEVNULL):
+        """What the viewer answers from a file, or from its standard input, which is "-"."""
+        environment = {**os.environ, "HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder), "TERM": "dumb",
+                       "LC_ALL": "C.UTF-8"}
+        for arguments in (["-i", LNAV_FORMAT], ["-n", "-c", ";" + statement, "-c", ":write-json-to -", source]):
+            result = subprocess.run(["lnav", *arguments], env=environment, stdin=stdin, capture_output=True, text=True,
+                                    check=True, timeout=60)
+        return json.loads(result.stdout)
 
     def at(self, answer, *arguments, status=DONE):
         """The same for a door, and the calls other than looks at units and health that came to it."""

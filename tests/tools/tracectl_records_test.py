@@ -10,6 +10,7 @@ import io
 import json
 import os
 import pathlib
+import pty
 import select
 import shutil
 import signal
@@ -23,7 +24,6 @@ from fake_door import Answer, FakeDoor, refusal
 from tracectl_case import DONE, NO_HOST, PROGRAM, REFUSED, Tracectl
 
 RING_OF_TEXTS = sys.argv.pop(1)
-LNAV_FORMAT = pathlib.Path(__file__).resolve().parents[2] / "tools" / "lnav" / "common_log_trace.json"
 
 TIME = "2024-03-07T10:15:30.123456Z"
 
@@ -88,6 +88,18 @@ class Ring(Tracectl):
             with self.subTest(arguments=arguments):
                 self.assertEqual(self.of_ring("dump", *arguments), "".join(lines))
 
+    def test_colour_comes_on_a_terminal_alone(self):
+        shown = [f"\x1b[2m{line[:len(TIME)]}\x1b[0m {colour}{line[len(TIME) + 1:-1]}\x1b[0m\n"
+                 for line, colour in zip(LINES[-3:], ["\x1b[1;31m", "", "\x1b[33m"])]
+        for environment, lines in ({}, shown), ({"NO_COLOR": "1"}, LINES[-3:]), ({"NO_COLOR": ""}, shown):
+            ours, terminal = pty.openpty()
+            with self.subTest(environment), os.fdopen(ours, "rb", buffering=0) as output:
+                subprocess.run([PROGRAM, "dump", "unit.?", "--last", "3", "--ring", self.ring], stdin=subprocess.DEVNULL,
+                               stdout=terminal, check=True, timeout=60,
+                               env={name: text for name, text in os.environ.items() if name != "NO_COLOR"} | environment)
+                self.assertEqual(output.read(65536).decode().replace("\r\n", "\n"), "".join(lines))
+                os.close(terminal)
+
     def test_json_is_one_object_a_line(self):
         for command in (["dump", "--last", "100"], ["export"]):
             lines = self.of_ring(*command, "--json").splitlines()
@@ -111,15 +123,7 @@ class Ring(Tracectl):
     @unittest.skipUnless(shutil.which("lnav"), "lnav is not installed")
     def test_lnav_reads_each_record(self):
         (self.folder / "records.log").write_text(self.of_ring("export", "--lnav"), encoding="utf-8")
-        environment = {**os.environ, "HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder), "TERM": "dumb",
-                       "LC_ALL": "C.UTF-8"}
-
-        def lnav(*arguments):
-            return subprocess.run(["lnav", *arguments], env=environment, stdin=subprocess.DEVNULL, capture_output=True,
-                                  text=True, check=True).stdout
-        lnav("-i", LNAV_FORMAT)
-        rows = json.loads(lnav("-n", "-c", ";SELECT unit, log_level, log_body FROM common_log_trace", "-c",
-                               ":write-json-to -", str(self.folder / "records.log")))
+        rows = self.lnav("SELECT unit, log_level, log_body FROM common_log_trace", self.folder / "records.log")
         levels = {"message": "info", "warning": "warning", "error": "error"}
         # What is no record belongs to the one above.
         shown = [shown for _, shown in WRITTEN]
@@ -300,6 +304,19 @@ class Tail(Tracectl):
                 tail = self.start()
                 self.read(tail, line_of(1))
                 self.assertEqual(self.end(tail, sends=sent), ("", ""))
+
+    @unittest.skipUnless(shutil.which("lnav"), "lnav is not installed")
+    def test_lnav_reads_the_pipe(self):
+        with Events(self.socket, run_event("a", 7, 1)) as door:
+            tail = self.start("--lnav")
+            # The last event ends it.
+            events = threading.Thread(target=lambda: [door.send(data) for data in (
+                records_from(1, 2), records_from(3, 500), event("1", "run"))])
+            events.start()
+            rows = self.lnav("SELECT unit, log_body FROM common_log_trace", "-", tail.stdout)
+            events.join()
+            self.assertEqual(rows, [{"unit": "axis.control", "log_body": str(number)} for number in range(1, 501)])
+            self.assertEqual(tail.wait(60), REFUSED)
 
     def test_a_slow_reader_gets_a_count(self):
         count = 100_000
