@@ -81,7 +81,7 @@ class Scripts(unittest.TestCase):
             (self.bin / tool).symlink_to(shutil.which(tool, path="/usr/bin:/bin"))
         for name, text in FAKES.items():
             self.fake(self.bin / name, text)
-        for name in ("check_includes", "tidy"):
+        for name in ("check_includes", "promises", "tidy"):
             self.fake(self.tree / "scripts" / name, "")
 
     def fake(self, path, text):
@@ -159,6 +159,12 @@ class Scripts(unittest.TestCase):
         result = self.call("check", "--fast")
         self.assertEqual((result.returncode, result.stdout.splitlines()[-1]), (1, "3 passed, 2 failed"))
         self.assertEqual((len(self.calls("ctest")), self.calls("tidy")), (1, []))
+
+    def test_check_long_tries_the_promises_instead(self):
+        for status in (0, 1):
+            self.fake(self.tree / "scripts" / "promises", f"exit {status}\n")
+            self.assertEqual(self.call("check", "--long").returncode, status)
+        self.assertEqual((len(self.calls("promises")), self.calls("ctest")), (2, []))
 
     def test_check_fails_where_nothing_can_be_built(self):
         for case in ({"MISSING": "cmake", "APT_FAILS": "1"}, {"BUILD_FAILS": "1"}):

@@ -1,13 +1,16 @@
 // The real-time road as a host has it: the real thread layer, and threads that call while the worker writes.
 
+#include "support/long_run.h"
 #include "support/process_state.h"
 #include "support/trace_test.h"
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <numeric>
 #include <thread>
 
 namespace common::log::test {
@@ -26,6 +29,7 @@ constexpr bool kIsSlow = false;
 
 constexpr unsigned int kProducers = 4;
 constexpr unsigned int kMostUnderway = 700; // of one producer: together they stay below the 3200 of the queue
+constexpr unsigned int kBurst = 25;         // calls between two pauses of a producer that keeps a rate
 
 /// A unit on a thread of its own, which numbers the records that are taken.
 struct Producer
@@ -120,18 +124,33 @@ protected:
 
 TEST_F(HandlerLoad, BelowItsLimitDeliversEachRecordOnceWholeAndInOrder)
 {
+    using Clock = std::chrono::steady_clock;
+    auto const records = static_cast<unsigned int>(
+        amountOf("COMMON_LOG_LOAD_RECORDS", kIsSlow ? kProducers * 10'000 : kProducers * 250'000) / kProducers);
+    // Of all producers together in a second; 0: as fast as the worker takes them.
+    auto const rate = static_cast<unsigned int>(amountOf("COMMON_LOG_LOAD_RATE", 0));
+    auto const period = std::chrono::nanoseconds(rate != 0 ? 1'000'000'000ULL * kProducers / rate : 0);
+    std::atomic<unsigned int> waits{0};
     RecordStream const stream([&](std::string_view record) { ledger.receive(record); });
     auto handler = std::make_shared<Handler>();
+    Clock::time_point const start = Clock::now();
     produce(handler, [&](Producer & producer) {
-        while (producer.accepted < (kIsSlow ? 10'000 : 250'000)) {
-            ASSERT_TRUE(
-                waitUntil([&] { return producer.accepted - ledger.written[producer.producer] < kMostUnderway; }));
+        while (producer.accepted < records) {
+            std::this_thread::sleep_until(start + producer.accepted / kBurst * kBurst * period);
+            auto const hasRoom = [&] { return producer.accepted - ledger.written[producer.producer] < kMostUnderway; };
+            waits += hasRoom() ? 0U : 1U;
+            ASSERT_TRUE(waitUntil(hasRoom));
             ASSERT_EQ(producer.call(), TRACE_OK);
         }
     });
+    double const seconds = std::chrono::duration<double>(Clock::now() - start).count();
     handler.reset();
     expectAllAcceptedWritten(ledger);
     EXPECT_THAT(ledger.others, kIsPlainLife);
+    double const reached = kProducers * records / seconds;
+    EXPECT_GT(reached, 0.95 * rate);
+    std::printf("seen: %u records in %.1f s, %.0f a second: each written once, whole, in order; %u waits for room\n",
+                kProducers * records, seconds, reached, waits.load());
 }
 
 TEST_F(HandlerLoad, AboveItsLimitAccountsForEachCallWhileTheWorkerStalls)
@@ -145,8 +164,9 @@ TEST_F(HandlerLoad, AboveItsLimitAccountsForEachCallWhileTheWorkerStalls)
         }
     });
     auto handler = std::make_shared<Handler>();
+    constexpr unsigned int kCalls = kIsSlow ? 10'000 : 50'000;
     produce(handler, [&](Producer & producer) {
-        for (unsigned int call = 0; call < (kIsSlow ? 10'000 : 50'000); ++call) {
+        for (unsigned int call = 0; call < kCalls; ++call) {
             TraceResult const result = producer.call();
             ASSERT_TRUE(result == TRACE_OK || result == TRACE_QUEUE_FULL) << result;
             refused += result == TRACE_QUEUE_FULL ? 1U : 0U;
@@ -158,6 +178,14 @@ TEST_F(HandlerLoad, AboveItsLimitAccountsForEachCallWhileTheWorkerStalls)
     EXPECT_GT(refused, 100U);
     expectAllAcceptedWritten(ledger);
     EXPECT_THAT(ledger.others, kIsPlainLife);
+    static unsigned int runs = 0; // by --gtest_repeat
+    static unsigned int written = 0;
+    static unsigned int lost = 0;
+    written = std::accumulate(ledger.written.begin(), ledger.written.end(), written);
+    lost += ledger.reportedLost;
+    ++runs;
+    std::printf("seen: %u runs: %u written + %u reported lost of %u calls\n", runs, written, lost,
+                runs * kProducers * kCalls);
 }
 
 TEST_F(HandlerLoad, GoesWhileOthersStillCall)

@@ -1,0 +1,123 @@
+#!/usr/bin/env python3
+"""Whether a host's memory stays as it is: soak.py TRACEHOST [SECONDS]
+
+2,000 records a second by its standard input, 5 readers of events, a switch each second. What it holds behind the first
+20 s must not have grown by a megabyte at the end, and each reader must have got every record.
+"""
+
+import itertools
+import json
+import pathlib
+import re
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+from unix_http import Connection
+
+LINES_A_SECOND = 2000
+READERS = 5
+WARM_UP = 20  # seconds, in which the ring and what the door keeps of it are filled
+SAMPLES = 5  # seconds at the beginning and the end, of which the median counts
+MOST_MORE = 1_000_000
+PAUSE = 0.01
+
+
+class Reader(threading.Thread):
+    """Takes all events from the first record on."""
+
+    def __init__(self, path):
+        super().__init__(daemon=True)
+        self.connection = Connection(path)
+        self.first, self.last, self.faults = None, None, []
+
+    def run(self):
+        answer = self.connection.send_request("GET", "/events")
+        while line := answer.readline():
+            if line.startswith(b"id: "):
+                number = int(line[4:])
+                if self.last not in (None, number - 1):
+                    self.faults.append(f"{number} behind {self.last}")
+                self.first, self.last = self.first or number, number
+
+
+def memory_of(process):
+    """Bytes that this process holds alone, and its share of what it holds together with others."""
+    text = pathlib.Path(f"/proc/{process}/smaps_rollup").read_text(encoding="ascii")
+    return int(re.search(r"^Pss: +(\d+) kB$", text, re.MULTILINE)[1]) * 1024
+
+
+def wait_for_door(path, host):
+    limit = time.monotonic() + 60
+    while True:
+        try:
+            return Connection(path).ask("GET", "/health")
+        except OSError:
+            assert host.poll() is None and time.monotonic() < limit, "there is no door"
+            time.sleep(0.05)
+
+
+def feed(host, seconds):
+    """Writes the lines, each block at its time."""
+    block = int(LINES_A_SECOND * PAUSE)
+    start = time.monotonic()
+    for number in range(0, int(seconds * LINES_A_SECOND), block):
+        time.sleep(max(0.0, start + number / LINES_A_SECOND - time.monotonic()))
+        host.stdin.write(b"".join(b"line %d of the soak, as long as lines of a log are in the mean, more or less\n" % i
+                                  for i in range(number, number + block)))
+        host.stdin.flush()
+
+
+def main():
+    program, seconds = sys.argv[1], int(sys.argv[2]) if len(sys.argv) > 2 else 120
+    with tempfile.TemporaryDirectory(prefix="soak") as folder:
+        path = f"{folder}/host.sock"
+        host = subprocess.Popen([program, "--socket", path, "--state-dir", f"{folder}/state", "--ring", "4MiB",
+                                 "--duration", "0"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                stderr=subprocess.DEVNULL)
+        try:
+            units = wait_for_door(path, host)["units"]
+            readers = [Reader(path) for _ in range(READERS)]
+            for reader in readers:
+                reader.start()
+            feeder = threading.Thread(target=feed, args=(host, seconds))
+            start = time.monotonic()
+            feeder.start()
+            samples = []
+            door = Connection(path)
+            for second in itertools.count(1):
+                time.sleep(max(0.0, start + second - time.monotonic()))
+                if not feeder.is_alive():
+                    break
+                door.ask("PUT", f"/nodes/{units}/cycle{'?for=3' if second % 3 else ''}", json.dumps(second % 2 == 0))
+                samples.append(memory_of(host.pid))
+            limit = time.monotonic() + 60
+            last = door.ask("GET", "/health")["ring"]["last"]
+            while min(reader.last or 0 for reader in readers) < last:
+                assert time.monotonic() < limit, f"readers are at {[reader.last for reader in readers]} of {last}"
+                time.sleep(0.05)
+            host.send_signal(signal.SIGTERM)
+            summary = host.communicate(timeout=60)[0].decode()
+            assert host.returncode == 0, f"status {host.returncode}: {summary}"
+        finally:
+            host.kill()
+    before = statistics.median(samples[WARM_UP:WARM_UP + SAMPLES])
+    after = statistics.median(samples[-SAMPLES:])
+    faults = [fault for reader in readers for fault in reader.faults]
+    least = min(reader.last - reader.first + 1 for reader in readers)
+    print(summary)
+    print("MB by second:", " ".join(f"{sample / 1e6:.2f}" for sample in samples))
+    print(f"seen: {seconds} s, {int(seconds * LINES_A_SECOND)} lines, {len(samples)} switches, {least} records for each of {READERS} "
+          f"readers, {len(faults)} gaps; {before / 1e6:.2f} MB behind {WARM_UP} s, {after / 1e6:.2f} MB at the end")
+    if faults or least < seconds * LINES_A_SECOND:
+        sys.exit(f"Gaps, or records that did not come: {faults[:10]}")
+    if after - before >= MOST_MORE:
+        sys.exit(f"It has grown by {(after - before) / 1e6:.2f} MB")
+
+
+if __name__ == "__main__":
+    main()
