@@ -9,6 +9,8 @@
 #include <common/log/trace/handler.h>
 
 #include <cstdarg>
+#include <cstddef>
+#include <cstring>
 
 // Threads with a deadline run what stands here: nothing of it allocates, locks or waits, but for the reports of what
 // went wrong, which cost what the library's own unit costs.
@@ -19,6 +21,21 @@ namespace {
 
 /// The class type that is expected, which is what the reports print in place of the one that arrived.
 constexpr int kPrintedClassType = static_cast<int>(LogParametersExtended::kClassType);
+
+/// `checkAndSetString` for a destination that is all zeros, which nearly every text fits into.
+template <std::size_t kSize>
+void setText(char (&destination)[kSize], char const * source, TraceResult & result)
+{
+    if (source == nullptr) {
+        return;
+    }
+    std::size_t const length = std::strlen(source);
+    if (length < kSize) {
+        std::memcpy(destination, source, length);
+    } else {
+        checkAndSetString(destination, source, kSize, result);
+    }
+}
 
 } // namespace
 
@@ -56,17 +73,18 @@ TraceResult Log::logRealTimeVaList(unsigned int mainDiagnosisCode, LogParameters
     entry.dataType = DATA_TRACE;
     TraceData & record = entry.traceData;
     record.mainDiagnosisCode = mainDiagnosisCode;
-    checkAndSetString(record.unitName, m_unitName, sizeof record.unitName, result);
+    static_assert(sizeof record.unitName == sizeof m_unitName);
+    std::memcpy(record.unitName, m_unitName, sizeof record.unitName); // has an end, and zeros behind it
     if (parameters.classType != LogParametersExtended::kClassType) {
         SELF_TRACE_ERROR("Incorrect class type was sent. Class type: %d. Unit name: %s.", kPrintedClassType,
                          m_unitName);
         return TRACE_INVALID_ARGUMENT;
     }
     auto const & extended = static_cast<LogParametersExtended const &>(parameters);
-    checkAndSetString(record.componentName, extended.componentName, sizeof record.componentName, result);
-    checkAndSetString(record.snapName, extended.snapName, sizeof record.snapName, result);
-    checkAndSetString(record.fileName, extended.fileName, sizeof record.fileName, result);
-    checkAndSetString(record.functionName, extended.functionName, sizeof record.functionName, result);
+    setText(record.componentName, extended.componentName, result);
+    setText(record.snapName, extended.snapName, result);
+    setText(record.fileName, extended.fileName, result);
+    setText(record.functionName, extended.functionName, result);
     record.line = extended.line;
 
     if (extended.format != nullptr && *extended.format != '\0') {
