@@ -25,12 +25,16 @@ List & listOfPointer(char *& arguments)
 
 int formatArguments(char * buffer, std::size_t bufferSize, char const * format, char * arguments)
 {
+    int length = 0;
     ArgumentList copy;
     va_copy(copy.list, listOfPointer<std::va_list>(arguments));
-    BoundedFormat const bounded(format);
-    int const length = bounded.isTaken() ? bounded.write(buffer, bufferSize, copy)
-                                         : std::vsnprintf(buffer, bufferSize, format, copy.list);
+    bool const isTaken = BoundedFormat(format).write(buffer, bufferSize, copy, length);
     va_end(copy.list);
+    if (!isTaken) {
+        va_copy(copy.list, listOfPointer<std::va_list>(arguments)); // from the first argument again
+        length = std::vsnprintf(buffer, bufferSize, format, copy.list);
+        va_end(copy.list);
+    }
     return length;
 }
 

@@ -1,6 +1,7 @@
 #include "helper/printf/bounded_format.h"
 
 #include "helper/printf/bounded_text.h"
+#include "helper/printf/common_form.h"
 #include "helper/printf/conversion.h"
 #include "helper/printf/decimal_point.h"
 #include "helper/printf/floating.h"
@@ -9,6 +10,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -133,6 +135,50 @@ void writeConversion(BoundedText & out, Conversion const & conversion, ArgumentL
     }
 }
 
+/// Whether floating-point numbers are taken; asks once for a format.
+class DecimalDot
+{
+public:
+    bool isThere() noexcept { return m_isKnown || (m_isKnown = hasDecimalDot()); }
+
+private:
+    bool m_isKnown = false;
+};
+
+/// Writes a conversion that is of the common form, if it is.
+///
+/// @param position  behind the percent sign
+/// @return where the format goes on, or null, with nothing written or read
+char const * writeCommonForm(BoundedText & out, char const * position, ArgumentList & arguments, DecimalDot & dot)
+{
+    if (out.room() < kCommonFormRoom) {
+        return nullptr;
+    }
+    if (*position == 'd') {
+        out.goOnAt(writeCommonSigned(out.next(), va_arg(arguments.list, int)));
+        return position + 1;
+    }
+    if (*position == 's') {
+        char const * const text = va_arg(arguments.list, char const *);
+        text != nullptr ? out.put(text, std::strlen(text)) : writeText(out, plainConversion('s'), text);
+        return position + 1;
+    }
+    if (*position != '.' || position[1] < '0' || position[1] > '9' || position[2] != 'f' || !dot.isThere()) {
+        return nullptr;
+    }
+    double const number = va_arg(arguments.list, double);
+    auto const places = static_cast<unsigned int>(position[1] - '0');
+    char * const end = writeCommonFixed(out.next(), number, places);
+    if (end != nullptr) {
+        out.goOnAt(end);
+    } else {
+        Conversion conversion = plainConversion('f');
+        conversion.precision = static_cast<int>(places);
+        writeFloating(out, conversion, number);
+    }
+    return position + 3;
+}
+
 // NOLINTEND(clang-analyzer-valist.Uninitialized, bugprone-branch-clone)
 
 char const * endOfText(char const * position)
@@ -143,57 +189,75 @@ char const * endOfText(char const * position)
     return position;
 }
 
-int tooLong(BoundedText & out)
+/// Writes the text up to the next conversion.
+///
+/// @return at its percent sign, or at the end of the format
+char const * writeLiteral(BoundedText & out, char const * position)
 {
-    out.finish();
-    errno = EOVERFLOW;
-    return -1;
+    char * const written = out.next();
+    std::size_t const room = out.room();
+    std::size_t count = 0;
+    for (; count != room; ++count) {
+        char const character = position[count];
+        if (character == '%' || character == '\0') {
+            out.goOnAt(written + count);
+            return position + count;
+        }
+        written[count] = character;
+    }
+    out.goOnAt(written + count);
+    position += count;
+    char const * const end = endOfText(position);
+    out.put(position, static_cast<std::size_t>(end - position)); // what there is no room for
+    return end;
 }
 
 } // namespace
 
-BoundedFormat::BoundedFormat(char const * format) noexcept : m_format(format), m_isTaken(false)
+bool BoundedFormat::isTaken() const noexcept
 {
-    bool hasFloating = false;
-    char const * next = format;
-    for (;;) {
-        char const * const end = endOfText(next);
-        auto const offset = static_cast<std::size_t>(end - format);
-        if (m_kept != kKept && offset <= UINT16_MAX) {
-            m_textEnds[m_kept++] = static_cast<std::uint16_t>(offset);
-        }
-        if (*end == '\0') {
-            break;
-        }
+    DecimalDot dot;
+    for (char const * next = endOfText(m_format); *next != '\0'; next = endOfText(next)) {
         Conversion conversion;
-        next = readConversion(end + 1, conversion);
-        if (next == nullptr) {
-            return;
+        next = readConversion(next + 1, conversion);
+        if (next == nullptr || (isFloating(conversion.letter) && !dot.isThere())) {
+            return false;
         }
-        hasFloating = hasFloating || isFloating(conversion.letter);
     }
-    m_isTaken = !hasFloating || hasDecimalDot();
+    return true;
 }
 
-int BoundedFormat::write(char * buffer, std::size_t bufferSize, ArgumentList & arguments) const noexcept
+bool BoundedFormat::write(char * buffer, std::size_t bufferSize, ArgumentList & arguments, int & length) const noexcept
 {
     BoundedText out(buffer, bufferSize);
-    char const * next = m_format;
-    for (unsigned int i = 0;; ++i) {
-        char const * const end = i < m_kept ? m_format + m_textEnds[i] : endOfText(next);
-        out.put(next, static_cast<std::size_t>(end - next));
-        if (*end == '\0') {
-            break;
+    DecimalDot dot;
+    bool isTooLong = false;
+    char const * next = writeLiteral(out, m_format);
+    while (*next != '\0' && !isTooLong) {
+        char const * behind = writeCommonForm(out, next + 1, arguments, dot);
+        if (behind == nullptr) {
+            Conversion conversion;
+            behind = readConversion(next + 1, conversion);
+            if (behind == nullptr || (isFloating(conversion.letter) && !dot.isThere())) {
+                return false;
+            }
+            isTooLong = !readListed(conversion, arguments);
+            if (!isTooLong) {
+                writeConversion(out, conversion, arguments);
+            }
         }
-        Conversion conversion;
-        next = readConversion(end + 1, conversion);
-        if (!readListed(conversion, arguments)) {
-            return tooLong(out);
-        }
-        writeConversion(out, conversion, arguments);
+        next = writeLiteral(out, behind);
     }
     out.finish();
-    return out.length() > INT_MAX ? tooLong(out) : static_cast<int>(out.length());
+    isTooLong = isTooLong || out.length() > INT_MAX;
+    if (isTooLong && !isTaken()) {
+        return false; // for what stands behind the place where it became too long
+    }
+    if (isTooLong) {
+        errno = EOVERFLOW;
+    }
+    length = isTooLong ? -1 : static_cast<int>(out.length());
+    return true;
 }
 
 } // namespace common::log::trace

@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <cstddef>
-#include <cstdint>
 
 namespace common::log::trace {
 
@@ -12,7 +11,7 @@ struct ArgumentList
     std::va_list list;
 };
 
-/// A format that is looked over as a whole before an argument is read. Not taken are
+/// A format, and the text that it makes of arguments, in one walk. Not taken are
 ///  - the letters n and m, and all others that the C standard does not know;
 ///  - wide characters and texts (lc, ls, C, S), and `long double` (L);
 ///  - arguments by position (1$), and the flags ' and I;
@@ -29,23 +28,18 @@ struct ArgumentList
 class BoundedFormat
 {
 public:
-    explicit BoundedFormat(char const * format) noexcept;
+    explicit BoundedFormat(char const * format) noexcept : m_format(format) {}
 
-    bool isTaken() const noexcept { return m_isTaken; }
+    /// Whether all of the format is taken. `write` finds out by itself.
+    bool isTaken() const noexcept;
 
-    /// Only for a format that is taken.
-    ///
-    /// @return the length that the whole text would have had; above INT_MAX a negative number, with EOVERFLOW
-    int write(char * buffer, std::size_t bufferSize, ArgumentList & arguments) const noexcept;
+    /// @param length  the length that the whole text would have had; above INT_MAX -1, with EOVERFLOW
+    /// @return false for a format that is not taken: what stands in front of that is written and read then, and `length`
+    ///         is as it was
+    bool write(char * buffer, std::size_t bufferSize, ArgumentList & arguments, int & length) const noexcept;
 
 private:
-    /// How many texts between conversions are not searched for their end once more.
-    static constexpr unsigned int kKept = 6;
-
     char const * m_format;
-    bool m_isTaken;
-    unsigned int m_kept = 0;
-    std::uint16_t m_textEnds[kKept]; // offsets of percent signs, and of the end
 };
 
 } // namespace common::log::trace

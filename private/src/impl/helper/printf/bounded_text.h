@@ -47,6 +47,11 @@ public:
         }
     }
 
+    /// For what is written straight into the text: no more than there is room for, and then `goOnAt` behind it.
+    std::size_t room() const noexcept { return static_cast<std::size_t>(m_end - m_next); }
+    char * next() noexcept { return m_next; }
+    void goOnAt(char * position) noexcept { m_next = position; }
+
     void finish() noexcept
     {
         if (m_hasEnd) {
@@ -60,12 +65,11 @@ public:
 private:
     std::size_t take(std::size_t length) noexcept
     {
-        auto const room = static_cast<std::size_t>(m_end - m_next);
-        if (length <= room) {
+        if (length <= room()) {
             return length;
         }
-        m_missing += length - room;
-        return room;
+        m_missing += length - room();
+        return room();
     }
 
     char * m_begin;

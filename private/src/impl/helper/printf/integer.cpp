@@ -11,6 +11,8 @@ namespace {
 
 constexpr unsigned int kMaximalDigits = 22; // of 64 bits to the base 8
 
+constexpr std::uint64_t kLargestPowerOfTen = 10'000'000'000'000'000'000U;
+
 constexpr char kPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445"
                           "46474849505152535455565758596061626364656667686970717273747576777879808182838485868788899091"
                           "9293949596979899";
@@ -55,6 +57,23 @@ char * writeDigitsInFrontOf(char * end, std::uint64_t number) noexcept
     } else if (number != 0) {
         *--end = static_cast<char>('0' + number);
     }
+    return end;
+}
+
+char * writeDigitsAt(char * position, std::uint64_t number) noexcept
+{
+    if (number < 10) {
+        *position = static_cast<char>('0' + number);
+        return position + 1;
+    }
+    char * end = position + 2;
+    for (std::uint64_t limit = 100; number >= limit; limit *= 10) {
+        ++end;
+        if (limit == kLargestPowerOfTen) {
+            break;
+        }
+    }
+    (void)writeDigitsInFrontOf(end, number);
     return end;
 }
 

@@ -41,6 +41,11 @@ bool multiply(BinaryNumber number, int power, std::uint64_t & result)
 {
     Wide const product = Wide{number.mantissa} * kPowersOfFive.values[power];
     int const shift = -(number.exponent + power);
+    if (shift > 0 && shift < 64) { // as for numbers of moderate size: one word is all that is shifted out
+        std::uint64_t const unit = std::uint64_t{1} << shift;
+        std::uint64_t const rest = static_cast<std::uint64_t>(product) & (unit - 1);
+        return setRounded(product >> shift, rest > unit / 2, rest == unit / 2, result);
+    }
     if (shift <= 0) {
         if (shift < -63 || product >> (64 + shift) != 0) {
             return false;
