@@ -7,6 +7,7 @@
 
 #include <cstdarg>
 #include <iostream>
+#include <streambuf>
 
 namespace common::log::test {
 
@@ -20,6 +21,23 @@ std::string record(std::string const & message)
            "axis_control|AxisControl::start|118|" +
            message;
 }
+
+/// Takes a text for which there is room, or throws at a long one. A flush shows as '#'.
+struct NarrowBuffer : std::streambuf
+{
+    std::streamsize xsputn(char const * added, std::streamsize size) override
+    {
+        std::streamsize const taken = size > room ? 0 : size;
+        text.append(added, static_cast<std::size_t>(taken));
+        room -= taken;
+        return throws && size > 20 ? throw 42 : taken;
+    }
+    int sync() override { return text += '#', 0; }
+
+    std::streamsize room = 999;
+    bool throws = false;
+    std::string text;
+};
 
 std::string report(std::string const & message) { return ownRecord(kError, "send_log.cpp", "sendLog", message); }
 
@@ -96,13 +114,50 @@ TEST_F(SendLog, WritesNothingWhereTheTextCannotBeBuilt)
     EXPECT_THAT(takeLines(), ElementsAre(report("Calling 'vsnprintf' failed. Output string could not be built.")));
 }
 
-TEST_F(SendLog, DoesNotLookAtTheStateOfTheStream)
+TEST_F(SendLog, InsertsAsTheStreamsOperatorsDoAndSucceedsInAnyStateOfIt)
 {
-    std::cerr.setstate(std::ios_base::failbit);
-    EXPECT_EQ(send("%d", 42), COMMON_OK);
-    EXPECT_EQ(sendFinished("text"), COMMON_OK);
-    std::cerr.clear();
-    EXPECT_EQ(stream.text(), "");
+    constexpr void (*kChanges[])(NarrowBuffer &) = {
+        [](NarrowBuffer &) {},
+        [](NarrowBuffer &) { std::cerr << std::unitbuf; },
+        [](NarrowBuffer &) { std::cerr.width(9); },
+        [](NarrowBuffer &) { std::cerr.setstate(std::ios_base::failbit); },
+        [](NarrowBuffer & buffer) { buffer.room = 30; },
+        [](NarrowBuffer & buffer) { buffer.throws = true; },
+        [](NarrowBuffer & buffer) {
+            buffer.throws = true;
+            std::cerr.exceptions(std::ios_base::badbit);
+        },
+    };
+    auto const outcomeOf = [](auto const & change, auto const & insertion) {
+        NarrowBuffer buffer;
+        std::ios before(nullptr);
+        before.copyfmt(std::cerr);
+        std::streambuf * const previous = std::cerr.rdbuf(&buffer);
+        std::cerr.tie(nullptr);
+        change(buffer);
+        try {
+            insertion();
+        } catch (int) {
+            buffer.text += " threw";
+        }
+        buffer.text += " " + std::to_string(std::cerr.rdstate());
+        std::cerr.exceptions(std::ios_base::goodbit);
+        std::cerr.rdbuf(previous); // which clears the state
+        std::cerr.copyfmt(before);
+        return buffer.text;
+    };
+    for (auto const & change : kChanges) {
+        EXPECT_EQ(outcomeOf(change, [&] { EXPECT_EQ(send("%d", 42), COMMON_OK); }), outcomeOf(change, [] {
+                      std::cerr << "\n"
+                                << "2024-03-07T10:15:30.123456Z";
+                      for (char const * const text :
+                           {"r1", "080A0112", "Trace message axis.control", "r2", "r3", "axis", "machine",
+                            "axis.control", "axis_control", "AxisControl::start", "118", "42"}) {
+                          std::cerr << "|" << text;
+                      }
+                      std::cerr << std::flush;
+                  }));
+    }
 }
 
 } // namespace

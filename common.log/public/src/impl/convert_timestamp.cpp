@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 namespace common::log {
 
@@ -13,38 +14,29 @@ namespace {
 
 constexpr std::size_t kLongestText = 27;
 
-/// Puts a number ahead of `end`, filled up with zeros to a fixed number of digits.
-///
-/// @return where its first digit stands
-char * putDigits(char * end, int number, int digits) noexcept
-{
-    for (int i = 0; i != digits; ++i) {
-        *--end = static_cast<char>('0' + number % 10);
-        number /= 10;
-    }
-    return end;
-}
+constexpr char kPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445464748"
+    "49505152535455565758596061626364656667686970717273747576777879808182838485868788899091929394959697"
+    "9899";
+
+/// @param number  below 100
+void putPair(char * text, unsigned int number) noexcept { std::memcpy(text, &kPairs[2 * number], 2); }
 
 /// Writes the usual text, of which every record has one, without the detour over a format that snprintf reads anew each
 /// time. `text` takes kLongestText characters and the terminator.
-void putTime(char * text, CalendarTime const & calendar, int microseconds) noexcept
+void putTime(char * text, CalendarTime const & calendar, unsigned int microseconds) noexcept
 {
-    char * end = text + kLongestText;
-    *end = '\0';
-    *--end = 'Z';
-    end = putDigits(end, microseconds, 6);
-    *--end = '.';
-    end = putDigits(end, calendar.second, 2);
-    *--end = ':';
-    end = putDigits(end, calendar.minute, 2);
-    *--end = ':';
-    end = putDigits(end, calendar.hour, 2);
-    *--end = 'T';
-    end = putDigits(end, calendar.day, 2);
-    *--end = '-';
-    end = putDigits(end, calendar.month, 2);
-    *--end = '-';
-    (void)putDigits(end, calendar.year, 4);
+    std::memcpy(text, "0000-00-00T00:00:00.000000Z", kLongestText + 1);
+    putPair(text, calendar.year / 100);
+    putPair(text + 2, calendar.year % 100);
+    putPair(text + 5, calendar.month);
+    putPair(text + 8, calendar.day);
+    putPair(text + 11, calendar.hour);
+    putPair(text + 14, calendar.minute);
+    putPair(text + 17, calendar.second);
+    putPair(text + 20, microseconds / 10'000);
+    putPair(text + 22, microseconds / 100 % 100);
+    putPair(text + 24, microseconds % 100);
 }
 
 } // namespace
@@ -62,17 +54,17 @@ void convertTimestamp(timespec const & timestamp, std::int64_t * microseconds, c
     if (text == nullptr) {
         return;
     }
-    char whole[96] = ""; // room for any numbers; a date of this calendar takes 28 bytes
     CalendarTime calendar{};
+    bool const isDate = seconds != 0 && toCalendarTime(seconds, calendar);
     int const fraction = nanoseconds / 1000;
-    if (seconds != 0 && toCalendarTime(seconds, calendar)) {
-        if (fraction >= 0 && fraction < 1'000'000) {
-            putTime(whole, calendar, fraction);
-        } else {
-            (void)std::snprintf(whole, sizeof whole, "%04d-%02d-%02dT%02d:%02d:%02d.%06dZ", calendar.year,
-                                calendar.month, calendar.day, calendar.hour, calendar.minute, calendar.second,
-                                fraction);
-        }
+    if (isDate && textSize > kLongestText && fraction >= 0 && fraction < 1'000'000) {
+        putTime(text, calendar, static_cast<unsigned int>(fraction));
+        return;
+    }
+    char whole[96] = ""; // room for any numbers; a date of this calendar takes 28 bytes
+    if (isDate) {
+        (void)std::snprintf(whole, sizeof whole, "%04u-%02u-%02uT%02u:%02u:%02u.%06dZ", calendar.year, calendar.month,
+                            calendar.day, calendar.hour, calendar.minute, calendar.second, fraction);
     }
     // Seven digits or a sign, where the nanoseconds are no fraction of a second, push the final Z out: readers rely on
     // at most 27 characters.

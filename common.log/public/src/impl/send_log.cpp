@@ -6,7 +6,9 @@
 #include <common/log/convert_timestamp.h>
 
 #include <cstdint>
+#include <exception>
 #include <iostream>
+#include <string_view>
 
 namespace common::log {
 
@@ -19,16 +21,61 @@ constexpr int kMessageSize = 256;
 using RecordTexts = char const * const[11];
 
 /// Field by field: the record stands nowhere in memory as a whole, so that its length has no limit.
+template <typename Insert>
+void insertRecord(char const * time, RecordTexts const & texts, char const * message, Insert const & insert)
+{
+    insert("\n");
+    insert(time);
+    for (char const * const text : texts) {
+        insert("|");
+        insert(text);
+    }
+    insert("|");
+    insert(message);
+}
+
+/// Whether an insertion does nothing beside handing its text to the buffer of the stream: it neither flushes nor fills
+/// up, and no failure throws.
+bool isPlain(std::ostream const & stream)
+{
+    return stream.good() && stream.tie() == nullptr && stream.width() == 0 &&
+           stream.exceptions() == std::ios_base::goodbit && (stream.flags() & std::ios_base::unitbuf) == 0;
+}
+
+/// The same insertions into such a stream, without the look at its state that each of the operators takes before and
+/// behind: those cost more than all else that the sink does.
+void insertPlainly(std::ostream & stream, char const * time, RecordTexts const & texts, char const * message)
+try {
+    std::streambuf & buffer = *stream.rdbuf();
+    bool isTaken = true;
+    insertRecord(time, texts, message, [&](std::string_view text) {
+        // As with the operators, nothing follows what was not taken, and an empty text is no call.
+        if (isTaken && !text.empty()) {
+            auto const size = static_cast<std::streamsize>(text.size());
+            isTaken = buffer.sputn(text.data(), size) == size;
+        }
+    });
+    if (!isTaken) {
+        stream.setstate(std::ios_base::badbit);
+    }
+} catch (...) {
+    stream.setstate(std::ios_base::badbit);
+    if (std::current_exception() == nullptr) {
+        throw; // no exception of the language: the thread is being cancelled, and may not be held up
+    }
+}
+
 void writeRecord(timespec const & timestamp, RecordTexts const & texts, char const * message)
 {
     std::int64_t microseconds = 0;
     char time[kTimeSize];
     convertTimestamp(timestamp, &microseconds, time, kTimeSize);
-    std::cerr << "\n" << time;
-    for (char const * const text : texts) {
-        std::cerr << "|" << text;
+    if (isPlain(std::cerr)) {
+        insertPlainly(std::cerr, time, texts, message);
+    } else {
+        insertRecord(time, texts, message, [](std::string_view text) { std::cerr << text; });
     }
-    std::cerr << "|" << message << std::flush;
+    std::cerr << std::flush;
 }
 
 } // namespace

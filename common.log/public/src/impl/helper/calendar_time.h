@@ -7,12 +7,12 @@ namespace common::log {
 /// A time of the proleptic Gregorian calendar in UTC, without leap seconds.
 struct CalendarTime
 {
-    int year;
-    int month; ///< 1 to 12
-    int day;   ///< 1 to 31
-    int hour;
-    int minute;
-    int second;
+    unsigned int year;
+    unsigned int month; ///< 1 to 12
+    unsigned int day;   ///< 1 to 31
+    unsigned int hour;
+    unsigned int minute;
+    unsigned int second;
 };
 
 /// @return false, and nothing set, outside of 1970-01-01 00:00:00 to 3000-12-31 23:59:59
