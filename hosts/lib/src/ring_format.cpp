@@ -5,7 +5,7 @@
 #include <initializer_list>
 #include <limits>
 
-#include <zlib.h>
+#include <libdeflate.h>
 
 namespace common::log::host {
 
@@ -36,7 +36,7 @@ std::uint64_t mix(std::initializer_list<std::uint64_t> values)
 
 std::uint32_t crcOf(std::uint32_t begin, void const * data, std::size_t size)
 {
-    return static_cast<std::uint32_t>(::crc32_z(begin, static_cast<unsigned char const *>(data), size));
+    return ::libdeflate_crc32(begin, data, size);
 }
 
 std::uint32_t checksumOf(RingIdentity identity)
@@ -168,25 +168,31 @@ std::string RingMemory::text(std::uint64_t position, std::uint32_t length) const
     return text;
 }
 
+// Each store pairs with entry() and text(): behind setTail.
 void RingMemory::put(std::uint64_t position, RingEntry const & entry, std::string_view text)
 {
     std::size_t index = indexOf(position);
-    auto const store = [this, &index](std::uint64_t word) {
-        m_data[index].store(word, std::memory_order_release); // pairs with entry() and text(): behind setTail
+    for (std::uint64_t const word : {entry.number, entry.length | std::uint64_t{entry.previousBytes} << 32U,
+                                     entry.checksum | static_cast<std::uint64_t>(entry.end) << 32U}) {
+        m_data[index].store(word, std::memory_order_release);
         index = indexBehind(index);
-    };
-    store(entry.number);
-    store(entry.length | std::uint64_t{entry.previousBytes} << 32U);
-    store(entry.checksum | static_cast<std::uint64_t>(entry.end) << 32U);
-    std::uint64_t word = 0;
-    for (; text.size() >= 8; text.remove_prefix(8)) {
-        std::memcpy(&word, text.data(), 8);
-        store(word);
+    }
+    while (text.size() >= 8) {
+        // Up to the end of the data without a look at it at each word.
+        std::size_t const words = std::min(text.size() / 8, m_dataWords - index);
+        Word * const data = m_data + index;
+        for (std::size_t done = 0; done != words; ++done) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, text.data() + 8 * done, 8);
+            data[done].store(word, std::memory_order_release);
+        }
+        text.remove_prefix(8 * words);
+        index = index + words == m_dataWords ? 0 : index + words;
     }
     if (!text.empty()) {
-        word = 0;
+        std::uint64_t word = 0;
         std::memcpy(&word, text.data(), text.size());
-        store(word);
+        m_data[index].store(word, std::memory_order_release);
     }
 }
 
