@@ -74,6 +74,28 @@ ThreadText & ownText(std::shared_ptr<TapCore> const & core)
     return *t_place.text;
 }
 
+/// What is no short copy; apart, so that what is one saves no registers for it.
+///
+/// Whatever happens to a text, the stream hears of success: a failure would set its error state, which nobody clears,
+/// and every later record of the process would be lost.
+[[gnu::noinline]] std::streamsize insert(std::shared_ptr<TapCore> const & core, char const * text, std::streamsize size)
+{
+    std::string_view const whole(text, static_cast<std::size_t>(size));
+    if (whole.empty()) {
+        return size;
+    }
+    if (TapCore::isInSink()) {
+        core->countDroppedText();
+    } else if (t_place.coreId != core->id() || !t_place.text->appendWithoutLock(whole)) {
+        try {
+            core->append(ownText(core), whole);
+        } catch (std::bad_alloc const &) {
+            core->countDroppedText(); // no buffer for this thread
+        }
+    }
+    return size;
+}
+
 } // namespace
 
 RecordTap::RecordTap(RecordTapOptions options)
@@ -105,20 +127,13 @@ RecordTap::~RecordTap()
 
 RecordTapAccount RecordTap::account() const { return m_core->account(); }
 
-// Whatever happens to a text, the stream hears of success: a failure would set its error state, which nobody clears,
-// and every later record of the process would be lost.
 std::streamsize RecordTap::xsputn(char const * text, std::streamsize size)
 {
-    if (TapCore::isInSink()) {
-        m_core->countDroppedText();
+    if (t_place.coreId == m_core->id() && !TapCore::isInSink() &&
+        t_place.text->appendQuickly({text, static_cast<std::size_t>(size)})) {
         return size;
     }
-    try {
-        m_core->append(ownText(m_core), {text, static_cast<std::size_t>(size)});
-    } catch (std::bad_alloc const &) {
-        m_core->countDroppedText(); // no buffer for this thread
-    }
-    return size;
+    return insert(m_core, text, size);
 }
 
 RecordTap::int_type RecordTap::overflow(int_type character)

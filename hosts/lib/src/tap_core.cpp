@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -18,8 +19,6 @@ constexpr unsigned kSweepPasses = 3;
 constexpr std::uint64_t kAnybody = ~std::uint64_t{0}; // the line has its end
 constexpr std::uint64_t kNobody = 0;                  // it is a record, to which nothing belongs any more
 
-thread_local bool t_isInSink = false;
-
 std::uint64_t nextId()
 {
     static std::atomic<std::uint64_t> lastId{0};
@@ -30,7 +29,8 @@ bool isBlank(std::string_view text) { return text.find_first_not_of('\n') == std
 
 RecordTapOptions corrected(RecordTapOptions options)
 {
-    options.limitBytes = std::max<std::size_t>(options.limitBytes, 1);
+    // What is above has no room in memory anyway, but could overflow in sums.
+    options.limitBytes = std::clamp<std::size_t>(options.limitBytes, 1, std::numeric_limits<std::size_t>::max() / 4);
     return options;
 }
 
@@ -55,14 +55,14 @@ TapCore::~TapCore() { m_sweeper.reset(); }
 std::shared_ptr<ThreadText> TapCore::addThread()
 {
     std::lock_guard<std::mutex> const lock(m_threadsMutex);
-    m_threads.push_back(std::make_shared<ThreadText>(++m_lastThread));
+    m_threads.push_back(std::make_shared<ThreadText>(++m_lastThread, m_options.limitBytes));
     return m_threads.back();
 }
 
 void TapCore::removeThread(std::shared_ptr<ThreadText> const & thread)
 {
     {
-        std::lock_guard<std::mutex> const lock(thread->mutex);
+        std::lock_guard<std::mutex> const lock(m_outputMutex);
         putOut(*thread, RecordEnd::threadEnd);
     }
     std::lock_guard<std::mutex> const lock(m_threadsMutex);
@@ -71,12 +71,14 @@ void TapCore::removeThread(std::shared_ptr<ThreadText> const & thread)
 
 void TapCore::append(ThreadText & thread, std::string_view text)
 {
-    std::lock_guard<std::mutex> const lock(thread.mutex);
+    std::lock_guard<std::mutex> const lock(m_outputMutex);
     if (!text.empty() && text.front() == '\n') {
-        if (thread.isFlushOwed && !isBlank(thread.view())) {
+        std::string_view const seen = thread.view();
+        if (thread.isFlushOwed && !isBlank(seen)) {
             putOut(thread, RecordEnd::nextLine);
         }
-        if (thread.isEmpty()) {
+        if (thread.view().empty()) {
+            thread.clear();
             thread.isFlushOwed = false;
             thread.isContinued = false;
         }
@@ -86,9 +88,7 @@ void TapCore::append(ThreadText & thread, std::string_view text)
             if (thread.view().size() >= m_options.limitBytes) {
                 putOut(thread, RecordEnd::limit);
             }
-            std::string_view const part = text.substr(0, m_options.limitBytes - thread.view().size());
-            thread.buffer.append(part);
-            text.remove_prefix(part.size());
+            text.remove_prefix(thread.append(text));
         }
     } catch (std::bad_alloc const &) {
         countDroppedText(); // let through, it would switch the stream off for good
@@ -97,35 +97,40 @@ void TapCore::append(ThreadText & thread, std::string_view text)
 
 void TapCore::flush(ThreadText & thread)
 {
-    std::lock_guard<std::mutex> const lock(thread.mutex);
-    if (thread.isEmpty()) {
+    if (thread.isUntouched()) {
         return;
     }
-    if (isBlank(thread.view())) {
+    std::lock_guard<std::mutex> const lock(m_outputMutex);
+    std::string_view const seen = thread.view();
+    if (!seen.empty() && isBlank(seen)) {
         thread.isFlushOwed = true;
         return;
     }
     putOut(thread, RecordEnd::flush);
 }
 
-/// With the thread's mutex held. Leaves the thread's buffer empty, whatever became of the record.
+/// With the lock of the output held. Leaves nothing of what the thread has written so far, whatever became of it.
 void TapCore::putOut(ThreadText & thread, RecordEnd end)
 {
-    if (thread.isEmpty()) {
+    std::string_view const seen = thread.view();
+    if (seen.empty()) {
         return;
     }
     if (!thread.isContinued) {
-        thread.beganWithLineEnd = thread.view().front() == '\n';
-        TapCounters::count(m_counters.oversized, end == RecordEnd::limit ? 1 : 0);
-    }
-    {
-        std::lock_guard<std::mutex> const lock(m_outputMutex);
-        if (!isBlank(thread.view())) {
-            handOver(thread.view(), end);
+        thread.beganWithLineEnd = seen.front() == '\n';
+        if (end == RecordEnd::limit) {
+            TapCounters::count(m_counters.oversized);
         }
-        writeOut(thread, end);
     }
-    thread.buffer.resize(1);
+    if (!isBlank(seen)) {
+        handOver(seen, end);
+    }
+    writeOut(thread, seen, end);
+    if (end == RecordEnd::sweep || end == RecordEnd::removal) {
+        thread.dropSeen(seen.size()); // the thread may be writing just now
+    } else {
+        thread.clear();
+    }
     thread.passes = 0;
     thread.isContinued = end == RecordEnd::limit || end == RecordEnd::sweep;
     // What the sweep brings out of a line whose flush was put off may be its beginning only.
@@ -134,8 +139,8 @@ void TapCore::putOut(ThreadText & thread, RecordEnd end)
 
 void TapCore::handOver(std::string_view record, RecordEnd end)
 {
-    TapCounters::count(m_counters.records);
     TappedRecord const tapped{++m_lastRecord, record, end};
+    m_counters.records.store(m_lastRecord, std::memory_order_relaxed); // nobody else counts these
     t_isInSink = true;
     for (RecordSink const & sink : m_options.sinks) {
         try {
@@ -147,15 +152,12 @@ void TapCore::handOver(std::string_view record, RecordEnd end)
     t_isInSink = false;
 }
 
-bool TapCore::needsLineEndAhead(ThreadText const & thread) const
-{
-    return thread.view().front() != '\n' && m_lineOwner != kAnybody && m_lineOwner != thread.number;
-}
-
 WriteOutcome TapCore::writeNow(std::string_view text, bool isRecord, bool hasLineEndAhead)
 {
     WriteOutcome const outcome = m_output.write(text);
-    TapCounters::count(m_counters.lineEnds, hasLineEndAhead && outcome.written > 0 ? 1 : 0);
+    if (hasLineEndAhead && outcome.written > 0) {
+        TapCounters::count(m_counters.lineEnds);
+    }
     if (isRecord && outcome.loss) {
         m_counters.countLost(*outcome.loss);
     } else if (isRecord) {
@@ -164,11 +166,11 @@ WriteOutcome TapCore::writeNow(std::string_view text, bool isRecord, bool hasLin
     return outcome;
 }
 
-void TapCore::writeOut(ThreadText & thread, RecordEnd end)
+void TapCore::writeOut(ThreadText & thread, std::string_view seen, RecordEnd end)
 {
-    bool const isRecord = !isBlank(thread.view());
-    bool const hasLineEndAhead = needsLineEndAhead(thread);
-    std::string_view const text = hasLineEndAhead ? std::string_view(thread.buffer) : thread.view();
+    bool const isRecord = !isBlank(seen);
+    bool const hasLineEndAhead = seen.front() != '\n' && m_lineOwner != kAnybody && m_lineOwner != thread.number;
+    std::string_view const text = hasLineEndAhead ? thread.withLineEnd(seen) : seen;
     WriteOutcome const outcome =
         m_batch != nullptr ? m_batch->add(text, isRecord, hasLineEndAhead) : writeNow(text, isRecord, hasLineEndAhead);
     if (outcome.written == 0) {
@@ -192,8 +194,11 @@ std::vector<std::shared_ptr<ThreadText>> TapCore::threads()
 void TapCore::sweep()
 try {
     for (std::shared_ptr<ThreadText> const & thread : threads()) {
-        std::lock_guard<std::mutex> const lock(thread->mutex);
-        if (!thread->isEmpty() && ++thread->passes >= kSweepPasses) {
+        if (thread->isUntouched()) {
+            continue;
+        }
+        std::lock_guard<std::mutex> const lock(m_outputMutex);
+        if (!thread->view().empty() && ++thread->passes >= kSweepPasses) {
             TapCounters::count(m_counters.sweeps);
             putOut(*thread, RecordEnd::sweep);
         }
@@ -227,11 +232,9 @@ void TapCore::close()
         last.swap(m_threads); // a copy could fail
     }
     for (std::shared_ptr<ThreadText> const & thread : last) {
-        std::lock_guard<std::mutex> const lock(thread->mutex);
+        std::lock_guard<std::mutex> const lock(m_outputMutex);
         putOut(*thread, RecordEnd::removal);
     }
 }
-
-bool TapCore::isInSink() { return t_isInSink; }
 
 } // namespace common::log::host

@@ -3,6 +3,7 @@
 #include "periodic_thread.h"
 #include "tap_batch.h"
 #include "tap_output.h"
+#include "thread_text.h"
 
 #include <common/log/host/record_tap.h>
 
@@ -10,37 +11,16 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <vector>
 
 namespace common::log::host {
 
-/// What one thread has written and not brought out yet.
-///
-/// The fields are guarded by the mutex, which only the sweep, the removal and the thread itself take: a thread that
-/// inserts finds it free.
-struct ThreadText
-{
-    explicit ThreadText(std::uint64_t threadNumber) : number(threadNumber) {}
-
-    std::string_view view() const { return std::string_view(buffer).substr(1); }
-    bool isEmpty() const { return buffer.size() == 1; }
-
-    std::uint64_t const number; ///< of all threads of a tap, from 1
-    std::mutex mutex;
-    std::string buffer = "\n";     ///< its first byte is room for the line end that a record may need ahead
-    bool isFlushOwed = false;      ///< there was a flush behind nothing but line ends
-    bool isContinued = false;      ///< a piece of the record went out already
-    bool beganWithLineEnd = false; ///< the record did, with its first piece
-    unsigned passes = 0;           ///< passes of the sweep that have seen this text
-};
-
 /// The tap without its stream: gathers, numbers, hands to the sinks, writes, counts.
 ///
-/// Locks, in this order: a thread's text; the output. The list of threads has one of its own, under which no other is
-/// taken. The output's lock keeps number, sinks and place in the stream together. With batches nobody writes to the
-/// descriptor under it, before the tap is taken off.
+/// Locks: that of the output keeps number, sinks and place in the stream together, and guards the texts of the threads.
+/// The list of threads has one of its own, under which no other is taken. A thread that inserts takes neither, up to the
+/// flush. With batches nobody writes to the descriptor under a lock, before the tap is taken off.
 class TapCore
 {
 public:
@@ -62,9 +42,10 @@ public:
     std::shared_ptr<ThreadText> addThread();
     void removeThread(std::shared_ptr<ThreadText> const & thread);
 
-    /// The buffer for what comes from a thread behind the end of its thread-local objects.
+    /// The buffer for what comes from threads behind the end of their thread-local objects. No `appendQuickly` there.
     ThreadText & leftovers() { return *m_leftovers; }
 
+    /// What `appendQuickly` did not do.
     void append(ThreadText & thread, std::string_view text);
     void flush(ThreadText & thread);
 
@@ -79,14 +60,15 @@ public:
     RecordTapAccount account() const { return m_counters.account(); }
 
     /// Whether this thread is inside a sink, and so under the locks.
-    static bool isInSink();
+    static bool isInSink() { return t_isInSink; }
 
 private:
+    static inline thread_local bool t_isInSink = false;
+
     void putOut(ThreadText & thread, RecordEnd end);
     void handOver(std::string_view record, RecordEnd end);
-    void writeOut(ThreadText & thread, RecordEnd end);
+    void writeOut(ThreadText & thread, std::string_view seen, RecordEnd end);
     WriteOutcome writeNow(std::string_view text, bool isRecord, bool hasLineEndAhead);
-    bool needsLineEndAhead(ThreadText const & thread) const;
 
     std::vector<std::shared_ptr<ThreadText>> threads();
     void sweep();

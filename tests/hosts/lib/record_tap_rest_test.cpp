@@ -88,6 +88,30 @@ TEST_P(RecordTapRest, GoesOutWithTheSweep)
     EXPECT_EQ(tap.account().sweeps, 2U);
 }
 
+TEST_P(RecordTapRest, LosesNothingWhereTheSweepComesInTheMidst)
+{
+    Channel pipe = Channel::pipe();
+    std::string received;
+    std::thread reading([&] {
+        for (std::string part = pipe.next(); !part.empty(); part = pipe.next()) {
+            received += part;
+        }
+    });
+    std::string written;
+    {
+        RecordTap const tap({pipe.writer(), {}, std::size_t{1} << 26, std::chrono::milliseconds(100), GetParam()});
+        for (unsigned number = 0; tap.account().sweeps < 3; ++number) {
+            std::string const text(number % 70, static_cast<char>('a' + number % 26));
+            std::cerr << text;
+            written += text;
+            std::this_thread::yield();
+        }
+    }
+    pipe.closeWriter();
+    reading.join();
+    EXPECT_TRUE(received == written) << received.size() << " of " << written.size() << " bytes";
+}
+
 TEST_P(RecordTapRest, GoesOutAtTheEndOfTheThread)
 {
     Channel pipe = Channel::pipe();
