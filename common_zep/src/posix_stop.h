@@ -366,7 +366,7 @@ bool stopThread(Thread & thread)
         }
         // A pause in which the thread gets on, or it would be found at the same place again.
         timespec const pauseLimit = monotonicTimeIn(round < kShortRounds ? kMillisecond / 20 : kMillisecond);
-        if (waitForEnd(thread, &pauseLimit)) {
+        if (waitUntilEnd(thread, &pauseLimit)) {
             trap.end();
             return true;
         }

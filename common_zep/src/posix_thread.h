@@ -1,6 +1,6 @@
 #pragma once
 
-#include <common_zep/thread.h>
+#include "system_thread.h"
 
 #include <atomic>
 #include <cerrno>
@@ -42,19 +42,22 @@ enum class Demand
 };
 
 /// One thread of the layer. Alive until the thread has been joined or is stopped for ever.
-struct Thread
+struct Thread : SystemThread
 {
-    ZEP_ThreadEntry entry = nullptr;
-    void * argument = nullptr;
+    bool start(std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores) override;
+    bool isCurrent() const override;
+    bool waitForEnd(std::optional<std::chrono::milliseconds> limit) override;
+    bool stop() override;
+    bool isStoppedInPlace() const override { return state.load(std::memory_order_acquire) == State::stopped; }
+    void release() override;
+
     char name[16] = {}; // what the system takes, its terminator included
     pthread_t id = {};
     std::atomic<pid_t> systemId{0}; // 0 until the thread has begun
 
-    std::uint32_t exitCode = 0; // published by `state`
-    std::atomic<State> state{State::running};
+    std::atomic<State> state{State::running}; // publishes the exit code
 
     // Set by the one who deletes, read by the signal handler on the thread.
-    std::atomic<bool> isBeingDeleted{false};
     std::atomic<Demand> demand{Demand::none};
     std::atomic<std::uintptr_t> sleepsAt{0}; // program counter of the sleep that it was last seen in, else 0
     std::uintptr_t ownCodeBegin = 0;         // the loaded object of the entry; published by `demand`
@@ -109,7 +112,7 @@ void wakeWaiters(std::atomic<Value> & value)
 /// handler has to be able to end it.
 /// @param deadline  on the monotonic clock; null waits without bound
 /// @return whether it runs no more
-inline bool waitForEnd(Thread & thread, timespec const * deadline)
+inline bool waitUntilEnd(Thread & thread, timespec const * deadline)
 {
     // Acquires what the thread wrote ahead of `setState`, the exit code above all.
     while (thread.state.load(std::memory_order_acquire) == State::running) {
@@ -120,7 +123,7 @@ inline bool waitForEnd(Thread & thread, timespec const * deadline)
     return true;
 }
 
-/// The counterpart of `waitForEnd`, on the thread itself, also inside its signal handler.
+/// The counterpart of `waitUntilEnd`, on the thread itself, also inside its signal handler.
 inline void setState(Thread & thread, State state)
 {
     thread.state.store(state, std::memory_order_release);

@@ -1,19 +1,15 @@
-// The thread layer on Linux, with its C library, on a PC. CMake takes this file or its sibling for another system.
+// Threads on Linux, with its C library, on a PC. CMake takes this file or its sibling for another system.
 
 #include "posix_stop.h"
 #include "posix_thread.h"
-#include "thread_table.h"
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <vector>
 
 namespace common_zep {
 namespace {
-
-ThreadTable<Thread> & threads() { return ThreadTable<Thread>::instance(); }
 
 /// Tells the end of a thread. The first of its thread-local objects, so its destructor runs behind all others.
 struct EndOfThread
@@ -147,169 +143,63 @@ private:
     bool m_isValid = false;
 };
 
-bool startThread(Thread & thread, Attributes & attributes, std::uint32_t priority)
+} // namespace
+
+bool Thread::start(std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores)
 {
+    Attributes attributes;
+    if (!attributes.setStackSize(stackSize) || !attributes.blockSignals() ||
+        (cores != 0 && !attributes.setCores(cores))) {
+        return false;
+    }
     if (priority != 0) {
         int const highest = sched_get_priority_max(SCHED_FIFO);
         int const level = priority < static_cast<std::uint32_t>(highest) ? static_cast<int>(priority) : highest;
-        if (attributes.setPolicy(SCHED_FIFO, level) && attributes.start(thread)) {
+        if (attributes.setPolicy(SCHED_FIFO, level) && attributes.start(*this)) {
             return true;
         }
     }
-    return attributes.setPolicy(SCHED_OTHER, 0) && attributes.start(thread);
+    return attributes.setPolicy(SCHED_OTHER, 0) && attributes.start(*this);
 }
 
-std::uint32_t create(std::uint64_t & handle, std::shared_ptr<Thread> const & thread, std::uint32_t priority,
-                     std::uint32_t stackSize, std::uint64_t cores)
+bool Thread::isCurrent() const { return this == t_current; }
+
+bool Thread::waitForEnd(std::optional<std::chrono::milliseconds> limit)
 {
-    Attributes attributes;
-    if (!attributes.setStackSize(stackSize) || !attributes.blockSignals()) {
-        return ZEP_START_REFUSED;
-    }
-    if (cores != 0) {
-        std::uint64_t usable = 0;
-        std::uint32_t const status = ZEP_eThreadGetUsableCores(&usable);
-        if (status != ZEP_OK) {
-            return status;
-        }
-        if ((cores & usable) == 0) {
-            return ZEP_NO_USABLE_CORE;
-        }
-        if (!attributes.setCores(cores & usable)) {
-            return ZEP_START_REFUSED;
-        }
-    }
-    bool const isStarted = threads().add(thread, handle, [&] { return startThread(*thread, attributes, priority); });
-    return isStarted ? ZEP_OK : ZEP_START_REFUSED;
-}
-
-/// @param thread  receives the thread of the handle
-std::uint32_t findThread(std::uint64_t handle, std::shared_ptr<Thread> & thread)
-{
-    if (handle == 0) {
-        return ZEP_NO_THREAD;
-    }
-    thread = threads().find(handle);
-    if (thread == nullptr) {
-        return ZEP_UNKNOWN_THREAD;
-    }
-    return thread.get() == t_current ? ZEP_OWN_THREAD : ZEP_OK;
-}
-
-std::uint32_t statusOf(Thread const & thread)
-{
-    return thread.state.load(std::memory_order_acquire) == State::stopped ? ZEP_STOPPED_IN_PLACE : ZEP_OK;
-}
-
-/// Gives back what the system holds for a thread that runs no more.
-std::uint32_t release(Thread const & thread)
-{
-    std::uint32_t const status = statusOf(thread);
-    if (status == ZEP_STOPPED_IN_PLACE) {
-        pthread_detach(thread.id); // its stack stays, a join would wait for ever
-    } else {
-        pthread_join(thread.id, nullptr);
-    }
-    return status;
-}
-
-} // namespace
-} // namespace common_zep
-
-using namespace common_zep;
-
-std::uint32_t ZEP_eThreadGetUsableCores(std::uint64_t * cores)
-{
-    if (cores == nullptr) {
-        return ZEP_INVALID_ARGUMENT;
-    }
-    try {
-        std::vector<cpu_set_t> set;
-        if (!getProcessCores(set)) {
-            return ZEP_CORES_NOT_AVAILABLE;
-        }
-        std::uint64_t usable = 0;
-        for (unsigned core = 0; core < 64; ++core) {
-            usable |= std::uint64_t{CPU_ISSET(core, set.data()) != 0} << core;
-        }
-        *cores = usable;
-        return ZEP_OK;
-    } catch (std::bad_alloc const &) {
-        return ZEP_CORES_NOT_AVAILABLE;
-    }
-}
-
-std::uint32_t ZEP_eThreadCreate(std::uint64_t * handle, char const * name, ZEP_ThreadEntry entry, void * argument,
-                                std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores, bool /*reserved*/)
-{
-    if (handle == nullptr) {
-        return ZEP_INVALID_ARGUMENT;
-    }
-    *handle = 0;
-    if (entry == nullptr) {
-        return ZEP_INVALID_ARGUMENT;
-    }
-    try {
-        auto const thread = std::make_shared<Thread>();
-        thread->entry = entry;
-        thread->argument = argument;
-        std::strncpy(thread->name, name == nullptr ? "" : name, sizeof(thread->name) - 1);
-        return create(*handle, thread, priority, stackSize, cores);
-    } catch (std::bad_alloc const &) {
-        return ZEP_START_REFUSED;
-    }
-}
-
-std::uint32_t ZEP_eThreadJoin(std::uint64_t handle, std::uint32_t timeoutMilliseconds, std::uint32_t * exitCode)
-{
-    std::shared_ptr<Thread> thread;
-    std::uint32_t const status = findThread(handle, thread);
-    if (status != ZEP_OK) {
-        return status;
-    }
     // The system's own join with a time-out would take the thread's object away; this one can be repeated.
-    timespec const deadline = monotonicTimeIn(timeoutMilliseconds * kMillisecond);
-    if (!waitForEnd(*thread, &deadline)) {
-        return ZEP_TIMED_OUT;
-    }
-    if (thread->isBeingDeleted.load()) {
-        return ZEP_UNKNOWN_THREAD; // it did not return from its entry, so there is no exit code
-    }
-    if (statusOf(*thread) != ZEP_OK) {
-        return statusOf(*thread);
-    }
-    if (exitCode != nullptr) {
-        *exitCode = thread->exitCode;
-    }
-    return ZEP_OK;
+    timespec const deadline = monotonicTimeIn(limit.value_or(std::chrono::milliseconds(0)).count() * kMillisecond);
+    return waitUntilEnd(*this, limit ? &deadline : nullptr);
 }
 
-std::uint32_t ZEP_eThreadDelete(std::uint64_t handle)
+bool Thread::stop() { return stopThread(*this); }
+
+void Thread::release()
 {
-    std::shared_ptr<Thread> thread;
-    std::uint32_t const status = findThread(handle, thread);
-    if (status != ZEP_OK) {
-        return status;
+    if (isStoppedInPlace()) {
+        pthread_detach(id); // its stack stays, a join would wait for ever
+    } else {
+        pthread_join(id, nullptr);
     }
-    if (thread->isBeingDeleted.exchange(true)) {
-        return ZEP_BUSY;
-    }
-    if (!stopThread(*thread)) {
-        thread->isBeingDeleted.store(false);
-        return ZEP_STILL_RUNS;
-    }
-    // A cleanup that waited for the thread may have been quicker.
-    return threads().remove(handle) ? release(*thread) : statusOf(*thread);
 }
 
-std::uint32_t ZEP_eThreadCleanup(std::uint64_t handle)
+std::shared_ptr<SystemThread> makeSystemThread(char const * name)
 {
-    std::shared_ptr<Thread> thread;
-    std::uint32_t const status = findThread(handle, thread);
-    if (status != ZEP_OK) {
-        return status;
-    }
-    // Without bound: as long as the thread runs, the caller may not free what it uses.
-    waitForEnd(*thread, nullptr);
-    return threads().remove(handle) ? release(*thread) : ZEP_UNKNOWN_THREAD;
+    auto thread = std::make_shared<Thread>();
+    std::strncpy(thread->name, name == nullptr ? "" : name, sizeof(thread->name) - 1);
+    return thread;
 }
+
+bool getUsableCores(std::uint64_t & cores)
+{
+    std::vector<cpu_set_t> set;
+    if (!getProcessCores(set)) {
+        return false;
+    }
+    cores = 0;
+    for (unsigned core = 0; core < 64; ++core) {
+        cores |= std::uint64_t{CPU_ISSET(core, set.data()) != 0} << core;
+    }
+    return true;
+}
+
+} // namespace common_zep

@@ -1,33 +1,25 @@
-// The thread layer on 64-bit Windows. CMake takes this file or its sibling for another system.
+// Threads on 64-bit Windows. CMake takes this file or its sibling for another system.
 
-#include "thread_table.h"
+#include "system_thread.h"
 #include "windows_call_chain.h"
 
-#include <common_zep/thread.h>
-
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <climits>
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <new>
 
 #include <process.h>
 
 namespace common_zep {
-namespace {
 
 using Clock = std::chrono::steady_clock;
 
 /// One thread of the layer.
-struct Thread
+struct Thread : SystemThread
 {
-    Thread() = default;
-    Thread(Thread const &) = delete;
-    Thread & operator=(Thread const &) = delete;
-    ~Thread()
+    ~Thread() override
     {
         for (HANDLE const handle : {system, stopped}) {
             if (handle != nullptr) {
@@ -36,17 +28,20 @@ struct Thread
         }
     }
 
-    ZEP_ThreadEntry entry = nullptr;
-    void * argument = nullptr;
+    bool start(std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores) override;
+    bool isCurrent() const override;
+    bool waitForEnd(std::optional<std::chrono::milliseconds> limit) override;
+    bool stop() override;
+    bool isStoppedInPlace() const override { return WaitForSingleObject(stopped, 0) == WAIT_OBJECT_0; }
+    void release() override {} // the destructor does
+
     wchar_t name[16] = {};
     HANDLE system = nullptr;  // signalled when the thread has ended, its thread-local objects included
     HANDLE stopped = nullptr; // an event: it is suspended for ever
     DWORD id = 0;
-    std::uint32_t exitCode = 0; // published by the thread's end
-    std::atomic<bool> isBeingDeleted{false};
 };
 
-ThreadTable<Thread> & threads() { return ThreadTable<Thread>::instance(); }
+namespace {
 
 /// Runs the entry. A function of its own, so that the walk through the frames knows where to end; nothing may be
 /// inlined here, and the call of the entry may not be a jump.
@@ -82,43 +77,10 @@ void leaveThread()
 bool hasEnded(Thread const & thread) { return WaitForSingleObject(thread.system, 0) == WAIT_OBJECT_0; }
 
 /// @return whether the thread runs no more
-bool waitForEnd(Thread const & thread, DWORD milliseconds)
+bool waitMilliseconds(Thread const & thread, DWORD milliseconds)
 {
     HANDLE const ends[] = {thread.system, thread.stopped};
     return WaitForMultipleObjects(2, ends, FALSE, milliseconds) < WAIT_OBJECT_0 + 2;
-}
-
-/// The same by the monotonic clock. The system counts in ticks, and may be a tick early.
-bool waitForEndUntil(Thread const & thread, Clock::time_point deadline)
-{
-    for (;;) {
-        auto const rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (waitForEnd(thread, static_cast<DWORD>(std::clamp<std::int64_t>(rest, 0, INT_MAX)))) {
-            return true;
-        }
-        if (rest <= 0) {
-            return false;
-        }
-    }
-}
-
-std::uint32_t statusOf(Thread const & thread)
-{
-    return WaitForSingleObject(thread.stopped, 0) == WAIT_OBJECT_0 ? ZEP_STOPPED_IN_PLACE : ZEP_OK;
-}
-
-/// @param thread  receives the thread of the handle
-std::uint32_t findThread(std::uint64_t handle, std::shared_ptr<Thread> & thread)
-{
-    if (handle == 0) {
-        return ZEP_NO_THREAD;
-    }
-    thread = threads().find(handle);
-    if (thread == nullptr) {
-        return ZEP_UNKNOWN_THREAD;
-    }
-    // A number of the system is nobody else's only as long as its thread runs.
-    return thread->id == GetCurrentThreadId() && !hasEnded(*thread) ? ZEP_OWN_THREAD : ZEP_OK;
 }
 
 using SetDescription = HRESULT(WINAPI *)(HANDLE, PCWSTR);
@@ -159,51 +121,6 @@ int systemPriority(std::uint32_t priority)
     return priority < 50 ? THREAD_PRIORITY_HIGHEST : THREAD_PRIORITY_TIME_CRITICAL;
 }
 
-/// @param cores  0 for those of the process
-bool startThread(Thread & thread, std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores)
-{
-    constexpr unsigned kLayerBytes = 65536; // our frames, guard pages, and what the system puts there for an exception
-    thread.stopped = CreateEventA(nullptr, TRUE, FALSE, nullptr);
-    if (thread.stopped == nullptr) {
-        return false;
-    }
-    unsigned id = 0;
-    unsigned const size = stackSize == 0 ? 0 : std::min(stackSize, UINT_MAX - kLayerBytes) + kLayerBytes;
-    thread.system = reinterpret_cast<HANDLE>(
-        _beginthreadex(nullptr, size, &runThread, &thread, CREATE_SUSPENDED | STACK_SIZE_PARAM_IS_A_RESERVATION, &id));
-    if (thread.system == nullptr) {
-        return false;
-    }
-    thread.id = id;
-    setName(thread);
-    (void)SetThreadPriority(thread.system, systemPriority(priority));
-    bool const isBound = cores == 0 || SetThreadAffinityMask(thread.system, cores) != 0;
-    if (!isBound || ResumeThread(thread.system) == static_cast<DWORD>(-1)) {
-        TerminateThread(thread.system, 0); // it has run nothing yet
-        return false;
-    }
-    return true;
-}
-
-std::uint32_t create(std::uint64_t & handle, std::shared_ptr<Thread> const & thread, std::uint32_t priority,
-                     std::uint32_t stackSize, std::uint64_t cores)
-{
-    if (cores != 0) {
-        std::uint64_t usable = 0;
-        std::uint32_t const status = ZEP_eThreadGetUsableCores(&usable);
-        if (status != ZEP_OK) {
-            return status;
-        }
-        cores &= usable;
-        if (cores == 0) {
-            return ZEP_NO_USABLE_CORE;
-        }
-    }
-    bool const isStarted =
-        threads().add(thread, handle, [&] { return startThread(*thread, priority, stackSize, cores); });
-    return isStarted ? ZEP_OK : ZEP_START_REFUSED;
-}
-
 /// How a delete takes a thread away. Ending it wherever it is was rejected: it may hold a lock of the heap or of a
 /// stream. So it is suspended again and again until it is in the body of its entry, where all that it has called has
 /// given its locks back; and when it is found in a function that the entry has called, that function's return leads it to
@@ -222,7 +139,7 @@ public:
                 return true;
             }
             if (SuspendThread(m_thread.system) == static_cast<DWORD>(-1)) {
-                return waitForEnd(m_thread, 1000); // it is about to end, or out of reach
+                return waitMilliseconds(m_thread, 1000); // it is about to end, or out of reach
             }
             if (!look(elapsed > std::chrono::milliseconds(250)) && elapsed > std::chrono::seconds(2)) {
                 SetEvent(m_thread.stopped); // and never resumed
@@ -232,7 +149,7 @@ public:
             if (elapsed > std::chrono::seconds(1)) {
                 CancelSynchronousIo(m_thread.system); // a write may hold the lock of its file
             }
-            if (waitForEnd(m_thread, 1)) {
+            if (waitMilliseconds(m_thread, 1)) {
                 return true;
             }
         }
@@ -285,97 +202,72 @@ private:
 };
 
 } // namespace
-} // namespace common_zep
 
-using namespace common_zep;
-
-std::uint32_t ZEP_eThreadGetUsableCores(std::uint64_t * cores)
+bool Thread::start(std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores)
 {
-    if (cores == nullptr) {
-        return ZEP_INVALID_ARGUMENT;
+    constexpr unsigned kLayerBytes = 65536; // our frames, guard pages, and what the system puts there for an exception
+    stopped = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+    if (stopped == nullptr) {
+        return false;
     }
+    unsigned number = 0;
+    unsigned const size = stackSize == 0 ? 0 : std::min(stackSize, UINT_MAX - kLayerBytes) + kLayerBytes;
+    system = reinterpret_cast<HANDLE>(
+        _beginthreadex(nullptr, size, &runThread, this, CREATE_SUSPENDED | STACK_SIZE_PARAM_IS_A_RESERVATION, &number));
+    if (system == nullptr) {
+        return false;
+    }
+    id = number;
+    setName(*this);
+    (void)SetThreadPriority(system, systemPriority(priority));
+    bool const isBound = cores == 0 || SetThreadAffinityMask(system, cores) != 0;
+    if (!isBound || ResumeThread(system) == static_cast<DWORD>(-1)) {
+        TerminateThread(system, 0); // it has run nothing yet
+        return false;
+    }
+    return true;
+}
+
+// A number of the system is nobody else's only as long as its thread runs.
+bool Thread::isCurrent() const { return id == GetCurrentThreadId() && !hasEnded(*this); }
+
+bool Thread::waitForEnd(std::optional<std::chrono::milliseconds> limit)
+{
+    if (!limit) {
+        return waitMilliseconds(*this, INFINITE);
+    }
+    auto const deadline = Clock::now() + *limit;
+    for (;;) { // the system counts in ticks, and may be a tick early
+        auto const rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (waitMilliseconds(*this, static_cast<DWORD>(std::clamp<std::int64_t>(rest, 0, INT_MAX)))) {
+            return true;
+        }
+        if (rest <= 0) {
+            return false;
+        }
+    }
+}
+
+bool Thread::stop() { return Deletion(*this).run(); }
+
+std::shared_ptr<SystemThread> makeSystemThread(char const * name)
+{
+    auto thread = std::make_shared<Thread>();
+    if (name != nullptr) {
+        constexpr std::size_t kLongestName = 15;
+        int const length = static_cast<int>(std::min(std::strlen(name), kLongestName));
+        (void)MultiByteToWideChar(CP_UTF8, 0, name, length, thread->name, static_cast<int>(kLongestName));
+    }
+    return thread;
+}
+
+bool getUsableCores(std::uint64_t & cores)
+{
     DWORD_PTR ofProcess = 0;
     DWORD_PTR ofSystem = 0;
-    if (GetProcessAffinityMask(GetCurrentProcess(), &ofProcess, &ofSystem) == FALSE) {
-        return ZEP_CORES_NOT_AVAILABLE;
-    }
-    *cores = ofProcess;
-    return ZEP_OK;
+    bool const isKnown = GetProcessAffinityMask(GetCurrentProcess(), &ofProcess, &ofSystem) != FALSE;
+    cores = ofProcess;
+    return isKnown;
 }
 
-std::uint32_t ZEP_eThreadCreate(std::uint64_t * handle, char const * name, ZEP_ThreadEntry entry, void * argument,
-                                std::uint32_t priority, std::uint32_t stackSize, std::uint64_t cores, bool /*reserved*/)
-{
-    if (handle == nullptr) {
-        return ZEP_INVALID_ARGUMENT;
-    }
-    *handle = 0;
-    if (entry == nullptr) {
-        return ZEP_INVALID_ARGUMENT;
-    }
-    try {
-        auto const thread = std::make_shared<Thread>();
-        thread->entry = entry;
-        thread->argument = argument;
-        if (name != nullptr) {
-            constexpr std::size_t kLongestName = 15;
-            int const length = static_cast<int>(std::min(std::strlen(name), kLongestName));
-            (void)MultiByteToWideChar(CP_UTF8, 0, name, length, thread->name, static_cast<int>(kLongestName));
-        }
-        return create(*handle, thread, priority, stackSize, cores);
-    } catch (std::bad_alloc const &) {
-        return ZEP_START_REFUSED;
-    }
-}
-
-std::uint32_t ZEP_eThreadJoin(std::uint64_t handle, std::uint32_t timeoutMilliseconds, std::uint32_t * exitCode)
-{
-    std::shared_ptr<Thread> thread;
-    std::uint32_t const status = findThread(handle, thread);
-    if (status != ZEP_OK) {
-        return status;
-    }
-    if (!waitForEndUntil(*thread, Clock::now() + std::chrono::milliseconds(timeoutMilliseconds))) {
-        return ZEP_TIMED_OUT;
-    }
-    if (thread->isBeingDeleted.load()) {
-        return ZEP_UNKNOWN_THREAD; // it did not return from its entry, so there is no exit code
-    }
-    if (statusOf(*thread) != ZEP_OK) {
-        return statusOf(*thread);
-    }
-    if (exitCode != nullptr) {
-        *exitCode = thread->exitCode;
-    }
-    return ZEP_OK;
-}
-
-std::uint32_t ZEP_eThreadDelete(std::uint64_t handle)
-{
-    std::shared_ptr<Thread> thread;
-    std::uint32_t const status = findThread(handle, thread);
-    if (status != ZEP_OK) {
-        return status;
-    }
-    if (thread->isBeingDeleted.exchange(true)) {
-        return ZEP_BUSY;
-    }
-    if (!Deletion(*thread).run()) {
-        thread->isBeingDeleted.store(false);
-        return ZEP_STILL_RUNS;
-    }
-    (void)threads().remove(handle); // a cleanup that waited for the thread may have been quicker
-    return statusOf(*thread);
-}
-
-std::uint32_t ZEP_eThreadCleanup(std::uint64_t handle)
-{
-    std::shared_ptr<Thread> thread;
-    std::uint32_t const status = findThread(handle, thread);
-    if (status != ZEP_OK) {
-        return status;
-    }
-    // Without bound: as long as the thread runs, the caller may not free what it uses.
-    waitForEnd(*thread, INFINITE);
-    return threads().remove(handle) ? statusOf(*thread) : ZEP_UNKNOWN_THREAD;
-}
+} // namespace common_zep
