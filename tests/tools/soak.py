@@ -46,9 +46,9 @@ class Reader(threading.Thread):
 
 
 def memory_of(process):
-    """Bytes that this process holds alone, and its share of what it holds together with others."""
-    text = pathlib.Path(f"/proc/{process}/smaps_rollup").read_text(encoding="ascii")
-    return int(re.search(r"^Pss: +(\d+) kB$", text, re.MULTILINE)[1]) * 1024
+    """Resident bytes. The share that smaps tells depends on who else uses the same libraries just then."""
+    text = pathlib.Path(f"/proc/{process}/status").read_text(encoding="ascii")
+    return int(re.search(r"^VmRSS:\s+(\d+) kB$", text, re.MULTILINE)[1]) * 1024
 
 
 def wait_for_door(path, host):
@@ -67,7 +67,7 @@ def feed(host, seconds):
     start = time.monotonic()
     for number in range(0, int(seconds * LINES_A_SECOND), block):
         time.sleep(max(0.0, start + number / LINES_A_SECOND - time.monotonic()))
-        host.stdin.write(b"".join(b"line %d of the soak, as long as lines of a log are in the mean, more or less\n" % i
+        host.stdin.write(b"".join(b"line %08d of the soak, as long as lines of a log are in the mean, more or less\n" % i
                                   for i in range(number, number + block)))
         host.stdin.flush()
 
