@@ -2,7 +2,7 @@
 // ring, and a door with clients.
 
 #include "hosts/lib/door_support.h"
-#include "support/long_run.h"
+#include "support/rounds.h"
 #include "support/process_state.h"
 
 #include <common/log/host/record_tap.h>
@@ -133,7 +133,7 @@ TEST_F(Races, AreNoneBetweenThreadsThatTraceSwitchSaveLoadAndLookIn)
             eventBytes += part.size();
         }
     });
-    auto const seconds = amountOf("COMMON_LOG_RACES_SECONDS", 1);
+    auto const seconds = roundsOf("COMMON_LOG_RACES_SECONDS", 1);
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
     isEnding = true;
     for (std::thread & thread : threads) {

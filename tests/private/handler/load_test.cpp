@@ -1,6 +1,6 @@
 // The real-time road as a host has it: the real thread layer, and threads that call while the worker writes.
 
-#include "support/long_run.h"
+#include "support/rounds.h"
 #include "support/process_state.h"
 #include "support/trace_test.h"
 
@@ -126,9 +126,9 @@ TEST_F(HandlerLoad, BelowItsLimitDeliversEachRecordOnceWholeAndInOrder)
 {
     using Clock = std::chrono::steady_clock;
     auto const records = static_cast<unsigned int>(
-        amountOf("COMMON_LOG_LOAD_RECORDS", kIsSlow ? kProducers * 10'000 : kProducers * 250'000) / kProducers);
+        roundsOf("COMMON_LOG_LOAD_RECORDS", kIsSlow ? kProducers * 10'000 : kProducers * 250'000) / kProducers);
     // Of all producers together in a second; 0: as fast as the worker takes them.
-    auto const rate = static_cast<unsigned int>(amountOf("COMMON_LOG_LOAD_RATE", 0));
+    auto const rate = static_cast<unsigned int>(roundsOf("COMMON_LOG_LOAD_RATE", 0));
     auto const period = std::chrono::nanoseconds(rate != 0 ? 1'000'000'000ULL * kProducers / rate : 0);
     std::atomic<unsigned int> waits{0};
     RecordStream const stream([&](std::string_view record) { ledger.receive(record); });

@@ -6,7 +6,7 @@
 #include "system_call_filter.h"
 #include "tripwire.h"
 
-#include "support/long_run.h"
+#include "support/rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -256,7 +256,7 @@ protected:
 
 TEST_P(RealTimeRoad, MakesNoSystemCallFromTheFirstCallOn)
 {
-    unsigned long const calls = amountOf("COMMON_LOG_FILTERED_CALLS", kBlock);
+    unsigned long const calls = roundsOf("COMMON_LOG_FILTERED_CALLS", kBlock);
     inItsState([this, calls] {
         // Each block in a child of its own, whose queue is as this one's: draining it would make system calls.
         unsigned long done = 0;
