@@ -62,7 +62,7 @@ RingFileKey keyOf(RingDescriptor const & file);
 /// Of what is there under this name; without an inode where nothing is.
 RingFileKey keyOf(std::string const & path);
 
-/// Its first page; filled up with zeros where the file is shorter or cannot be read.
+/// Its first page; filled up with zeros where the file is shorter, or a folder.
 struct alignas(64) RingPage
 {
     RingIdentity identity() const;
@@ -83,7 +83,9 @@ public:
     explicit RingName(std::string path);
 
     std::string const & path() const { return m_path; }
-    /// The last number of the ring that lies there, or 0.
+    /// The last number of the ring that lies there; 0 where nothing does, or no ring.
+    ///
+    /// @throws std::system_error  where it cannot be read
     std::uint64_t lastNumber() const;
 
     /// An empty file beside it with all its blocks, locked as written. What is left of an earlier one goes.

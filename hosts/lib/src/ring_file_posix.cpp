@@ -131,7 +131,10 @@ RingIdentity RingPage::identity() const
 RingPage pageOf(RingDescriptor const & file)
 {
     RingPage page;
-    (void)uninterrupted([&] { return ::pread(file.number(), page.words, sizeof page.words, 0); });
+    if (uninterrupted([&] { return ::pread(file.number(), page.words, sizeof page.words, 0); }) == -1 &&
+        errno != EISDIR) {
+        fail(errno, "head of a ring");
+    }
     return page;
 }
 
@@ -149,11 +152,11 @@ RingName::RingName(std::string path) : m_path(std::move(path)), m_lock(open(m_pa
 
 std::uint64_t RingName::lastNumber() const
 {
-    int const number = ::open(m_path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (number == -1) {
-        return 0; // what can be neither read nor set aside shows in what follows
+    if (keyOf(m_path).inode == 0 && errno == ENOENT) {
+        return 0;
     }
-    RingPage page = pageOf(RingDescriptor(number));
+    // A ring that is there and cannot be read is not passed over: numbers that begin anew would stand for two records.
+    RingPage page = pageOf(openRing(m_path));
     RingIdentity const identity = page.identity();
     if (!faultOf(identity).empty()) {
         return 0;

@@ -65,7 +65,7 @@ struct ServingHost : NumberedHost
     explicit ServingHost(std::string const & path) : NumberedHost(path), directory(path)
     {
         (void)save(1);
-        set(2);
+        (void)manager->setEnablingStateAllTraceUnits({false, true, false});
         provider.start(service.makeProvider().release());
     }
     ~ServingHost()
@@ -82,12 +82,8 @@ struct ServingHost : NumberedHost
     /// All that an operation can change.
     std::string state() const
     {
-        std::string text;
+        std::string text = std::to_string(number()) + "\n";
         (void)manager->getAllTraceUnits(text);
-        for (auto const & unit : units) {
-            auto const [messages, warnings, errors] = unit->getEnablingState();
-            text += std::to_string((messages ? 4 : 0) + (warnings ? 2 : 0) + (errors ? 1 : 0));
-        }
         for (std::string const & name : namesIn(directory)) {
             text += "\n" + name + (name.find('.') != std::string::npos ? contentOf(directory + name) : "");
         }
@@ -100,7 +96,7 @@ struct ServingHost : NumberedHost
     std::unique_ptr<Log> added;
 };
 
-constexpr char kGroup[] = "trace/unknownSnap/units/a/name";
+constexpr char kGroup[] = "trace/unknownSnap/units/name";
 
 bool isDone(NodeAnswer const & answer) { return answer.result == comm::nodebus::NB_OK; }
 

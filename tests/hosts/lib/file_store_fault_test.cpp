@@ -3,8 +3,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <map>
-#include <optional>
 #include <thread>
 
 namespace common::log::host::test {
@@ -19,52 +17,36 @@ using Answer = WatchedOperations::Answer;
 std::vector<std::string> const kOld(30, "axis m");
 std::vector<std::string> const kNew(40, "io.bus we");
 
-enum class Operation
-{
-    save,
-    load,
-    remove
-};
-
 } // namespace
 
 // Each operation again and again, while its first, its second, … call of the system fails; until no call is left.
 TEST(FileStoreFault, LeavesTheOldStateOrTheNewAndIsReportedOnce)
 {
-    std::map<int, unsigned> failures;
-    for (Operation const operation : {Operation::save, Operation::load, Operation::remove}) {
+    using Action = TraceResult (*)(NumberedHost const & host);
+    Action const save = [](NumberedHost const & host) { return host.save(2); };
+    Action const load = [](NumberedHost const & host) { return host.load(); };
+    Action const remove = [](NumberedHost const & host) { return host.remove(); };
+    int failures = 0;
+    for (Action const run : {save, load, remove}) {
         for (Answer const & answer : {Answer{ENOSPC}, {EIO}, {EACCES}, {EROFS}, {EMFILE}, {EINTR}, {0, 1}}) {
-            std::optional<WatchedOperations::Noted> failed;
-            for (int failing = 0; failing == 0 || failed; ++failing) {
-                int left = -1;
-                failed.reset();
+            bool hasFailed = true;
+            for (int failing = 0; hasFailed; ++failing) {
+                SCOPED_TRACE(std::to_string(answer.error) + " in call " + std::to_string(failing));
                 TemporaryFolder const folder;
                 std::string const path = folder.pathOf("");
                 std::vector<WatchedOperations::Noted> calls;
-                NumberedHost host(path, std::make_unique<WatchedOperations>(calls, [&](auto const & call) {
-                                      bool const fails = left-- == 0;
-                                      failed = fails ? call : failed;
-                                      return fails ? answer : Answer();
-                                  }));
+                int left = -1;
+                NumberedHost host(path, std::make_unique<WatchedOperations>(
+                                            calls, [&](auto const &) { return left-- == 0 ? answer : Answer(); }));
                 ASSERT_EQ(host.save(1), TRACE_OK);
-                auto const run = [&] {
-                    return operation == Operation::save   ? host.save(2)
-                           : operation == Operation::load ? host.load()
-                                                          : host.remove();
-                };
                 left = failing;
-                TraceResult const result = run();
-                left = -1;
-                SCOPED_TRACE(std::to_string(answer.error) + " in call " + std::to_string(failing) + " of operation " +
-                             std::to_string(static_cast<int>(operation)));
-                ASSERT_TRUE(failed || (result == TRACE_OK && failing > 5));
-                bool const isShortened = failed && (failed->kind == Kind::read || failed->kind == Kind::write);
-                failures[answer.error] += isShortened || (failed && answer.error != 0) ? 1U : 0U;
-                EXPECT_TRUE(result == TRACE_OK ||
-                            (result == TRACE_FAILED && answer.error != 0 && answer.error != EINTR));
+                TraceResult const result = run(host);
+                hasFailed = std::exchange(left, -1) < 0;
+                failures += hasFailed ? 1 : 0;
                 EXPECT_EQ(host.reports.take(), result == TRACE_OK ? 0U : 1U);
                 PersistenceDetailDiag diag;
                 if (result != TRACE_OK) {
+                    ASSERT_TRUE(hasFailed && result == TRACE_FAILED && answer.error != EINTR && answer.error != 0);
                     (void)host.store.helper()->getDetailDiag(&host.store, diag);
                     EXPECT_EQ(diag.diagCode, static_cast<std::uint32_t>(StoreFault::system));
                     EXPECT_EQ(diag.diagThird, answer.error);
@@ -72,23 +54,37 @@ TEST(FileStoreFault, LeavesTheOldStateOrTheNewAndIsReportedOnce)
                 }
                 // The names are brought to the disk last: what was done can be seen, but is not sure.
                 bool const isVisible = result == TRACE_OK || diag.diagText.find("it may be lost") != std::string::npos;
-                bool const isGone = operation == Operation::remove && isVisible;
+                bool const isGone = run == remove && isVisible;
                 NumberedHost const after(path);
                 EXPECT_EQ(after.load(), isGone ? TRACE_NO_SAVED_DATA : TRACE_OK);
-                EXPECT_EQ(after.number(), isGone ? 0U : operation == Operation::save && isVisible ? 2U : 1U);
+                EXPECT_EQ(after.number(), isGone ? 0U : run == save && isVisible ? 2U : 1U);
                 EXPECT_EQ(namesIn(path).size(), isGone ? 1U : 2U) << "nothing beside the file";
-                // The fault is over.
-                EXPECT_EQ(run(), isGone ? TRACE_NO_SAVED_DATA : TRACE_OK);
-                EXPECT_EQ(host.save(3), TRACE_OK);
-                EXPECT_TRUE(after.load() == TRACE_OK && after.number() == 3);
+                EXPECT_EQ(run(host), isGone ? TRACE_NO_SAVED_DATA : TRACE_OK) << "the fault is over";
+                EXPECT_TRUE(host.save(3) == TRACE_OK && after.load() == TRACE_OK && after.number() == 3);
             }
         }
     }
-    std::string seen;
-    for (auto const & [error, count] : failures) {
-        seen += ", " + (error != 0 ? std::string(::strerrorname_np(error)) : "short") + " " + std::to_string(count);
+    EXPECT_GT(failures, 7 * 30);
+    common::log::test::printSeen(std::to_string(failures) + " calls of save, load and delete that failed");
+}
+
+TEST(FileStoreDamage, IsReportedByTheFirstRegistrationAfterARestart)
+{
+    TemporaryFolder const folder;
+    std::string const path = folder.pathOf("");
+    ASSERT_EQ(NumberedHost(path).save(7), TRACE_OK);
+    NumberedHost restarted(path);
+    Log & unit = *restarted.units.back();
+    for (bool const isDamaged : {false, true}) {
+        isDamaged ? write(path + namesIn(path).back(), "damaged") : void();
+        for (unsigned const reports : {isDamaged ? 2U : 0U, 0U}) { // of the load and of the registration
+            ASSERT_EQ(restarted.manager->removeTraceUnit(&unit), TRACE_OK);
+            ASSERT_EQ(restarted.manager->addTraceUnit(&unit, {false, true, false}), TRACE_OK);
+            EXPECT_EQ(restarted.reports.take(), reports);
+            EXPECT_EQ(restarted.number(), isDamaged ? 2U : 7U);
+            EXPECT_TRUE(unit.getDefaultEnablingState().warnings && !unit.getDefaultEnablingState().errors);
+        }
     }
-    common::log::test::printSeen("store calls that failed" + seen);
 }
 
 TEST(FileStoreDamage, ThatCannotBeRenamedStillCountsAsNothingSaved)

@@ -214,49 +214,37 @@ private:
     unsigned m_reports = 0;
 };
 
-/// A host with a store and units, whose flags are the binary digits of a number, and those of the other units the
-/// opposite ones.
+/// A host with a store, and units whose flags are the binary digits of a number.
 struct NumberedHost
 {
-    static constexpr unsigned kUnits = 20;
-    static constexpr std::uint64_t kMixed = UINT64_MAX; ///< no number: flags of several
-
     explicit NumberedHost(std::string const & directory,
                           std::unique_ptr<FileOperations> operations = systemFileOperations())
         : store(directory, std::move(operations))
     {
-        for (unsigned number = 0; number < kUnits; ++number) {
-            std::string const name = "a.name.longer.than.most.unit" + std::to_string(number);
+        for (char unit = 'a'; unit < 'k'; ++unit) {
+            std::string const name = std::string("name.longer.than.most.") + unit;
             units.push_back(std::make_unique<trace::Log>(name.c_str(), nullptr));
             (void)manager->addTraceUnit(units.back().get(), {});
         }
         manager->setBundleRootPath(COMMON_LOG_TRACE_BUNDLE_ROOT);
         manager->setPersistenceHelper(store.helper());
         (void)reports.take();
-        set(0);
     }
 
-    void set(std::uint64_t number) const
-    {
-        for (unsigned place = 0; place < kUnits; ++place) {
-            std::uint64_t const digits = (place % 2 == 0 ? number : ~number) >> place / 2 * 3;
-            units[place]->setEnablingState({(digits & 1U) != 0, (digits & 2U) != 0, (digits & 4U) != 0});
-        }
-    }
     std::uint64_t number() const
     {
-        std::uint64_t sums[2]{};
-        for (unsigned place = 0; place < kUnits; ++place) {
-            trace::EnablingState const & state = units[place]->getEnablingState();
-            std::uint64_t const digits =
-                (state.messages ? 1U : 0U) + (state.warnings ? 2U : 0U) + (state.errors ? 4U : 0U);
-            sums[place % 2] += (place % 2 == 0 ? digits : 7U - digits) << place / 2 * 3;
+        std::uint64_t number = 0;
+        for (auto const & unit : units) {
+            auto const [messages, warnings, errors] = unit->getEnablingState();
+            number = number * 8 + (messages ? 4U : 0U) + (warnings ? 2U : 0U) + (errors ? 1U : 0U);
         }
-        return sums[0] == sums[1] ? sums[0] : kMixed;
+        return number;
     }
     trace::TraceResult save(std::uint64_t number) const
     {
-        set(number);
+        for (auto unit = units.rbegin(); unit != units.rend(); ++unit, number /= 8) {
+            (*unit)->setEnablingState({(number & 4U) != 0, (number & 2U) != 0, (number & 1U) != 0});
+        }
         return manager->saveEnablingStatesAllTraceUnits({});
     }
     trace::TraceResult load() const { return manager->loadEnablingStatesAllTraceUnits({}); }

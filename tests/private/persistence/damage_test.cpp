@@ -1,27 +1,6 @@
 #include "persistence_fixture.h"
 
-#include <cstdlib>
-#include <new>
 #include <random>
-
-namespace {
-
-std::size_t g_untilFailure = 0; ///< how many allocations until one fails, 0 for none
-
-} // namespace
-
-// Replaced for the whole program, which the standard allows; the forms for arrays come here as well. Not inlined: a
-// compiler that sees new beside free takes them for a mismatch.
-[[gnu::noinline]] void * operator new(std::size_t size)
-{
-    bool const isTheOne = g_untilFailure != 0 && --g_untilFailure == 0;
-    if (void * const memory = isTheOne ? nullptr : std::malloc(size != 0 ? size : 1)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void * memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void * memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace common::log::test {
 
@@ -56,33 +35,6 @@ TEST_F(Persistence, IsNotHarmedByADamagedRequest)
         (void)isFound(bytes);
     }
     EXPECT_GT(found, 1000U);
-}
-
-// Each allocation in its turn. What leaks is found by the address sanitizer.
-TEST_F(Persistence, WithoutMemoryLeavesTheTableAndTheLockAsTheyWere)
-{
-    setFlags(internalTrace, kNothing); // a stream keeps what its buffer throws to itself
-    (void)registered("unit.with.a.name.on.the.heap", kWarningsOnly);
-    saved("Win32_Emulation", {{"unit.with.a.name.on.the.heap", kWarningsOnly}, {"axis", kWarningsOnly}});
-    for (Operation const operation : {save, load, start}) {
-        Variant const data = request(operation == save ? "save" : "load", "an id that is on the heap, too");
-        std::size_t failures = 0;
-        for (bool hasFailed = true; hasFailed; failures += hasFailed ? 1U : 0U) {
-            g_untilFailure = failures + 1;
-            hasFailed = false;
-            try {
-                (void)run(operation, data);
-            } catch (std::bad_alloc const &) {
-                hasFailed = true;
-            }
-            EXPECT_EQ(std::exchange(g_untilFailure, 0) == 0, hasFailed) << "swallowed";
-            std::string names;
-            (void)manager->getAllTraceUnits(names);
-            EXPECT_EQ(names.find("axis") != std::string::npos, operation == start && !hasFailed) << failures;
-            EXPECT_EQ(manager->getEnablingStateAllTraceUnits(), kWarningsOnly) << failures;
-        }
-        EXPECT_GT(failures, 5U);
-    }
 }
 
 } // namespace common::log::test
