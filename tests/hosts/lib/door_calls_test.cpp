@@ -1,5 +1,7 @@
+#include "door/values.h"
 #include "hosts/lib/door_support.h"
 
+#include <cstring>
 #include <new>
 #include <stdexcept>
 
@@ -160,6 +162,41 @@ TEST_F(DoorCalls, TellWhoSwitchesAndUntilWhen)
     EXPECT_THAT(events[0].author.from, testing::StartsWith("process " + std::to_string(::getpid()) + " ("));
     EXPECT_EQ(events[0].address, "trace/machine/units/axis/control");
     EXPECT_TRUE(events[0].until);
+}
+
+TEST(DoorValues, OfEachTypeAreJson)
+{
+    Variant value;
+    auto const expect = [&value](std::string const & text) {
+        EXPECT_EQ(textOf(jsonOf(&value)), text) << static_cast<unsigned>(value.type);
+    };
+    auto const expectBoth = [&](auto element, std::string const & text) {
+        (void)value.setValue(element);
+        expect(text);
+        (void)value.setValue(std::vector<decltype(element)>{element, element});
+        expect("[" + text + "," + text + "]");
+    };
+    expect("null");
+    expectBoth(true, "true");
+    expectBoth(std::int8_t{-128}, "-128");
+    expectBoth(std::uint8_t{255}, "255");
+    expectBoth(std::int16_t{-32768}, "-32768");
+    expectBoth(std::uint16_t{65535}, "65535");
+    expectBoth(std::int32_t{INT32_MIN}, "-2147483648");
+    expectBoth(std::uint32_t{UINT32_MAX}, "4294967295");
+    expectBoth(std::int64_t{INT64_MIN}, "-9223372036854775808");
+    expectBoth(std::uint64_t{UINT64_MAX}, "18446744073709551615");
+    expectBoth(0.5F, "0.5");
+    expectBoth(-0.25, "-0.25");
+    expectBoth(std::string("\xff\""), "\"\xEF\xBF\xBD\\\"\"");
+    (void)value.setTimestamps({7, 8});
+    expect("[7,8]");
+    (void)value.setFlatbuffersCopy("table", 5);
+    expect(R"({"type":"flatbuffers","size":5})");
+    for (char const * const body : {"true", "-5", "5", "0.5", R"("text")", "[true,false]", "[1,-2]", "[1,0.5]", "[]"}) {
+        value = readValue(body);
+        expect(std::strcmp(body, "[1,0.5]") == 0 ? "[1.0,0.5]" : body);
+    }
 }
 
 TEST_F(DoorTest, TellsWhatFailsWithinTheHost)

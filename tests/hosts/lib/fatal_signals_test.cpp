@@ -1,3 +1,4 @@
+#include "support/child_end.h"
 #include "tap_support.h"
 
 #include <common/log/host/fatal_signals.h>
@@ -42,11 +43,18 @@ Fault const kFaults[] = {
     {"ArithmeticError", SIGFPE, [] { (void)std::raise(SIGFPE); }, "SIGFPE \\(8\\)"},
     {"SystemCall", SIGSYS, [] { (void)std::raise(SIGSYS); }, "SIGSYS \\(31\\)"}};
 
+void dieWithCounts(int signal)
+{
+    common::log::test::keepCounts();
+    (void)std::signal(signal, SIG_DFL);
+    (void)std::raise(signal);
+}
+
 /// In the child of a death test: default actions (a sanitizer has its own), and no core file.
 void becomePlain()
 {
     for (Fault const & fault : kFaults) {
-        (void)std::signal(fault.signal, SIG_DFL);
+        (void)std::signal(fault.signal, __gcov_dump != nullptr ? dieWithCounts : SIG_DFL);
     }
     rlimit const none{0, 0};
     (void)::setrlimit(RLIMIT_CORE, &none);

@@ -1,3 +1,4 @@
+#include "support/child_end.h"
 #include "tap_support.h"
 
 #include <atomic>
@@ -53,6 +54,7 @@ int statusOfChild(Body body)
     if (child == 0) {
         ::alarm(20); // a child that hangs dies
         body();
+        common::log::test::keepCounts();
         ::_exit(0);
     }
     int status = -1;

@@ -411,8 +411,21 @@ TEST(SwitchEventText, SaysWhoSwitchedWhatFromWhereForHowLong)
     EXPECT_EQ(textOf(event), "t/axis switched from w to mwe until 2024-03-07T10:15:30Z by root (user 0) from the door");
     event = {SwitchEvent::Kind::set, "t/axis", "w", "mwe", std::nullopt, {7, "", "the door"}};
     EXPECT_EQ(textOf(event), "t/axis switched from w to mwe for ever by user 7 from the door");
-    event.kind = SwitchEvent::Kind::putBack;
-    EXPECT_EQ(textOf(event), "t/axis put back from w to mwe, since the switch by user 7 from the door ended");
+    using Kind = SwitchEvent::Kind;
+    std::pair<Kind, char const *> const ends[] = {
+        {Kind::putBack, "t/axis put back from w to mwe, since the switch by user 7 from the door ended"},
+        {Kind::leftAlone,
+         "t/axis left as mwe, since somebody else had changed it from w when the switch by user 7 from "
+         "the door ended"},
+        {Kind::gone,
+         "t/axis is gone, and was not put back from w to mwe when the switch by user 7 from the door ended"},
+        {Kind::failed, "t/axis cannot be put back from w to mwe, though the switch by user 7 from the door ended"},
+        {Kind::saved, "States saved by user 7 from the door"},
+        {Kind::loaded, "States loaded by user 7 from the door"}};
+    for (auto const & [kind, text] : ends) {
+        event.kind = kind;
+        EXPECT_EQ(textOf(event), text);
+    }
 }
 
 } // namespace
