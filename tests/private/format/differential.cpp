@@ -21,6 +21,6 @@ int main(int argumentCount, char ** arguments)
             return EXIT_FAILURE;
         }
     }
-    (void)std::printf("%llu formats, no difference\n", count);
+    (void)std::printf("seen: %llu formats, no difference\n", count);
     return EXIT_SUCCESS;
 }
