@@ -18,9 +18,6 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
@@ -149,18 +146,6 @@ TEST(Format, TakesFloatingPointWhereTheDecimalPointIsADotOnly)
     }
     EXPECT_TRUE(isTaken("%d %s %p %%"));
     g_decimalPoint[0] = '.';
-}
-
-TEST(Format, IsThatOfTheCLibraryForEachInputThatAFuzzerKept)
-{
-    unsigned int count = 0;
-    for (auto const & entry : std::filesystem::directory_iterator(COMMON_LOG_TRACE_FUZZ_CORPUS "/printf_format")) {
-        std::ifstream stream(entry.path(), std::ios::binary);
-        std::string const input((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-        EXPECT_EQ(differenceOfInput(input), "") << entry.path();
-        ++count;
-    }
-    EXPECT_GT(count, 0U);
 }
 
 } // namespace
