@@ -1,15 +1,18 @@
 // The highest paced rate of real-time calls at which nothing is lost: one producer with a cycle of 1 ms, the real
 // worker, and the tap in front of the null device. The queue's 3200 entries and the worker's pause of 10 ms allow for
 // 320,000 a second, less what the worker needs for a drain and how late it wakes.
+//
+// paced_rate RATE SECONDS runs at that rate alone, for so long. Status 1 where a record was refused or lost, or where the
+// pace was not kept.
 
 #include "figures.h"
 #include "measured_call.h"
+#include "producers.h"
 
 #include <common/log/host/record_tap.h>
 #include <common/log/trace.h>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -75,6 +78,18 @@ Run runAfresh(unsigned int rate, std::int64_t duration)
 /// Whether the pace was kept, but for a hundredth, and nothing lost.
 bool isGood(Run const & run) { return run.refused == 0 && run.kept > 0.99; }
 
+void printPriority(bool isRealTime)
+{
+    std::printf("producer with a cycle of 1 ms and %s priority\n\n", isRealTime ? "a real-time" : "no real-time");
+}
+
+void printRun(char const * name, unsigned int rate, std::int64_t duration, Run const & run)
+{
+    std::printf("%-16s%9u a second for %lld s: sent %8lu, which is %5.1f %%, refused %lu\n", name, rate,
+                static_cast<long long>(duration / kSecond), run.sent, run.kept * 100, run.refused);
+    (void)std::fflush(stdout);
+}
+
 void findRate(char const * name)
 {
     unsigned int good = 0;
@@ -86,24 +101,47 @@ void findRate(char const * name)
     // What half a second lets pass, ten may not: each failure goes a tenth lower.
     for (unsigned int rate = good; rate > kStep; rate -= rate / 10) {
         Run const confirmed = runAfresh(rate, kConfirmTime);
-        std::printf("%-16s%9u a second for 10 s: sent %8lu, which is %5.1f %%, refused %lu\n", name, rate,
-                    confirmed.sent, confirmed.kept * 100, confirmed.refused);
-        (void)std::fflush(stdout);
+        printRun(name, rate, kConfirmTime, confirmed);
         if (isGood(confirmed)) {
             return;
         }
     }
 }
 
+bool isWhole(host::RecordTapAccount const & account)
+{
+    std::printf("written by the tap: %llu of %llu\n", static_cast<unsigned long long>(account.written),
+                static_cast<unsigned long long>(account.records));
+    return account.written == account.records;
+}
+
+int runAtRate(host::RecordTap const & tap, unsigned int rate, std::int64_t duration)
+{
+    Run const done = runAfresh(rate, duration);
+    printRun("no own load", rate, duration, done);
+    bool const isWritten = isWhole(tap.account());
+    return isGood(done) && isWritten ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 } // namespace
 
-int main()
+int main(int argumentCount, char ** arguments)
 {
+    unsigned long const rate = argumentCount == 3 ? std::strtoul(arguments[1], nullptr, 10) : 0;
+    unsigned long const seconds = argumentCount == 3 ? std::strtoul(arguments[2], nullptr, 10) : 0;
+    if (argumentCount != 1 && (rate < 1000 || rate > 1'000'000 || seconds == 0 || seconds > 86400)) {
+        (void)std::fprintf(stderr, "usage: %s [RATE SECONDS], with a rate from 1000 to 1000000\n", arguments[0]);
+        return 2;
+    }
     (void)std::signal(SIGPIPE, SIG_IGN);
     printHeader("paced_rate");
     host::RecordTapOptions options;
     options.descriptor = open("/dev/null", O_WRONLY | O_CLOEXEC);
     host::RecordTap const tap(options);
+    if (rate != 0) {
+        printPriority(takeRealTimePriority());
+        return runAtRate(tap, static_cast<unsigned int>(rate), static_cast<std::int64_t>(seconds) * kSecond);
+    }
     // The threads that make the load are started ahead of the producer's priority, which they would inherit.
     std::atomic<bool> isBusy{false};
     std::atomic<bool> isOver{false};
@@ -117,9 +155,7 @@ int main()
             }
         });
     }
-    sched_param const priority{80};
-    bool const isRealTime = pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority) == 0;
-    std::printf("producer with a cycle of 1 ms and %s priority\n\n", isRealTime ? "a real-time" : "no real-time");
+    printPriority(takeRealTimePriority());
     findRate("no own load");
     isBusy.store(true);
     findRate("all cores busy");
@@ -127,8 +163,6 @@ int main()
     for (std::thread & load : loads) {
         load.join();
     }
-    host::RecordTapAccount const account = tap.account();
-    std::printf("written by the tap: %llu of %llu\n", static_cast<unsigned long long>(account.written),
-                static_cast<unsigned long long>(account.records));
+    (void)isWhole(tap.account());
     return EXIT_SUCCESS;
 }
