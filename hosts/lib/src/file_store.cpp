@@ -156,7 +156,7 @@ std::shared_ptr<FileStore::Loaded const> FileStore::loadedFrom(std::string const
 {
     StoreFolder folder(*m_operations, m_directory, fileName, StoreFolder::Missing::fails);
     Loaded now{fileName, {}, bytesOf(typeData), {}};
-    Descriptor const file = folder.openFile(now.state);
+    Descriptor file = folder.openFile(now.state);
     bool const canBeKept = isSettled(now.state); // as it is ahead of the reading
     std::lock_guard<std::mutex> const lock(m_mutex);
     if (m_loaded != nullptr && m_loaded->fileName == fileName && m_loaded->state == now.state &&
@@ -166,7 +166,7 @@ std::shared_ptr<FileStore::Loaded const> FileStore::loadedFrom(std::string const
     m_loaded.reset();
     SavedType type(now.type.data(), now.type.size());
     try {
-        now.buffer = type.bufferOf(folder.contentOf(file, now.state, kLimitBytes));
+        now.buffer = type.bufferOf(folder.contentOf(std::move(file), now.state, kLimitBytes));
     } catch (StoreFailure const & failure) {
         if (!failure.isOfContent()) {
             throw;

@@ -182,11 +182,13 @@ std::vector<std::uint8_t> SavedType::bufferOf(std::string const & text)
 {
     expectJson(text);
     if (!m_parser.ParseJson(text.c_str())) {
-        // "LINE: COLUMN: error: …"
+        // "LINE: COLUMN: error: …", or "(LINE, COLUMN): error: …" where that is what compilers of the system write.
+        char const * const place = m_parser.error_.c_str();
         char * rest = nullptr;
-        long const line = std::strtol(m_parser.error_.c_str(), &rest, 10);
+        long const line = std::strtol(place + std::strspn(place, "("), &rest, 10);
+        long const column = std::strtol(rest + std::strspn(rest, ":, "), &rest, 10);
         throw StoreFailure(StoreFault::content, static_cast<std::int32_t>(line),
-                           std::string(rest + std::strspn(rest, ": ")).insert(0, "column "));
+                           "column " + std::to_string(column) + ": " + (rest + std::strspn(rest, "): ")));
     }
     std::uint8_t const * const begin = m_parser.builder_.GetBufferPointer();
     std::vector<std::uint8_t> buffer(begin, begin + m_parser.builder_.GetSize());

@@ -166,7 +166,8 @@ Descriptor StoreFolder::openFile(FileState & state) const
     return file;
 }
 
-std::string StoreFolder::contentOf(Descriptor const & file, FileState const & state, std::uint64_t limitBytes) const
+std::string StoreFolder::contentOf(Descriptor file, // NOLINT(performance-unnecessary-value-param): ends here
+                                   FileState const & state, std::uint64_t limitBytes) const
 {
     if (state.bytes > limitBytes) {
         constexpr std::uint64_t kMost = INT32_MAX;

@@ -53,8 +53,9 @@ public:
     /// The file, open for reading, and its state of now.
     Descriptor openFile(FileState & state) const;
 
-    /// All of an open file, of which `state` was read before.
-    std::string contentOf(Descriptor const & file, FileState const & state, std::uint64_t limitBytes) const;
+    /// All of an open file, of which `state` was read before. Closed then, also by a failure: what follows may wait for
+    /// others, and on some systems others can replace a file only while nobody has it open.
+    std::string contentOf(Descriptor file, FileState const & state, std::uint64_t limitBytes) const;
 
     /// Puts `content` in the place of the file, durably.
     void replaceFile(std::string_view content);

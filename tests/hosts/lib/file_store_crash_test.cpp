@@ -9,6 +9,7 @@
 #include <set>
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -280,6 +281,18 @@ TEST(FileStoreKill, OfSavingProcessesLosesNoStateThatWasSaved)
     (void)::munmap(shared, sizeof(Told[2]));
     printSeen(std::to_string(kills) + " kills, " + std::to_string(inTheMidst) + " in the midst of a save, " +
               std::to_string(lost) + " states lost, " + std::to_string(torn) + " torn");
+}
+
+TEST(FileStoreName, OfAPipeIsRefusedAndHoldsNobodyUp)
+{
+    TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo(folder.pathOf("pipe.json").c_str(), 0600), 0);
+    Client client(folder.pathOf(""));
+    std::vector<std::string> units;
+    for (char const * const name : {"pipe.json", "pipe.json/x"}) {
+        EXPECT_EQ(client.save(dataOf({"axis m"}), name), failure(StoreFault::name));
+        EXPECT_EQ(client.load(units, name), failure(StoreFault::name));
+    }
 }
 
 } // namespace common::log::host::test

@@ -13,11 +13,7 @@ namespace {
 
 using testing::EndsWith;
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-constexpr unsigned kStressRecords = 3000;
-#else
-constexpr unsigned kStressRecords = 100000;
-#endif
+constexpr unsigned kStressRecords = TAP_STRESS_RECORDS; // by each thread
 constexpr unsigned kStressThreads = 8;
 constexpr std::string_view kRecordHead =
     "2024-03-07T10:15:30.000000Z||080A0112|Trace message|||axis|snap|axis.control|axis.cpp|run|12|";

@@ -3,6 +3,7 @@
 #include "file_operations.h"
 #include "hosts/tracehost/temporary_folder.h"
 #include "support/internal_trace_access.h"
+#include "support/scoped_environment.h"
 #include "support/stream_capture.h"
 
 #include <common/log/host/file_store.h>
@@ -20,8 +21,6 @@
 #include <utility>
 #include <vector>
 
-#include <stdlib.h>
-
 #include <gmock/gmock.h>
 
 #include <enablingstates_generated.h>
@@ -32,7 +31,8 @@ using comm::nodebus::Variant;
 using tracehost::test::TemporaryFolder;
 
 /// Thousands of files are written here, where a disk would do nothing but take its time.
-inline int const kNoDisk = std::filesystem::exists("/dev/shm") ? ::setenv("TMPDIR", "/dev/shm", 1) : 0;
+inline log::test::ScopedEnvironment const kNoDisk{
+    "TMP", std::filesystem::exists("/dev/shm") ? std::optional<std::string>("/dev/shm") : std::nullopt};
 
 constexpr char kFileName[] = "trace/enablingstates_snap.json";
 
@@ -51,7 +51,7 @@ inline std::vector<std::string> namesIn(std::string const & folder)
 {
     std::vector<std::string> names;
     for (auto const & entry : std::filesystem::recursive_directory_iterator(folder)) {
-        names.push_back(std::filesystem::relative(entry.path(), folder).string());
+        names.push_back(std::filesystem::relative(entry.path(), folder).generic_string());
     }
     return names;
 }

@@ -1,13 +1,10 @@
 #pragma once
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <string_view>
-#include <system_error>
-
-#include <stdlib.h>
 
 namespace tracehost::test {
 
@@ -17,11 +14,9 @@ class TemporaryFolder
 public:
     TemporaryFolder()
     {
-        std::string path = (std::filesystem::temp_directory_path() / "tracehost_XXXXXX").string();
-        if (::mkdtemp(path.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), path);
-        }
-        m_path = path;
+        do {
+            m_path = std::filesystem::temp_directory_path() / ("tracehost_" + std::to_string(std::random_device()()));
+        } while (!std::filesystem::create_directory(m_path));
     }
     TemporaryFolder(TemporaryFolder const &) = delete;
     TemporaryFolder & operator=(TemporaryFolder const &) = delete;
