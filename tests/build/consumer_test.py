@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """A program of somebody else is built with the library, run, and its records are read.
 
-consumer_test.py [--shared] [--launcher PROGRAM] BUILD   with what BUILD installs, found by find_package
-consumer_test.py [--shared] [--launcher PROGRAM]         with the library as a part of the program's own build
+consumer_test.py [OPTIONS] BUILD   with what BUILD installs, found by find_package
+consumer_test.py [OPTIONS]         with the library as a part of the program's own build
+
+For another system than this one: --toolchain FILE, and --emulator COMMAND, its words separated by ;.
 
 All of it happens in a folder outside of this repository, so that nothing is found that was not installed.
 """
@@ -41,14 +43,15 @@ def expect(condition, text):
         sys.exit(text)
 
 
-def check_program(program, is_shared):
+def check_program(program, is_shared, emulator):
     environment = {name: value for name, value in os.environ.items() if name != "SNAP_NAME"}
-    result = subprocess.run([program], capture_output=True, text=True, env=environment, check=False)
+    result = subprocess.run([*emulator, program], capture_output=True, text=True, env=environment, check=False)
     expect(result.returncode == 0, f"status {result.returncode}\n{result.stderr}")
     lines = result.stderr.split("\n")
     for record in RECORDS:
         expect(sum(bool(re.fullmatch(record, line)) for line in lines) == 1, f"not once: {record}\n{result.stderr}")
-    needs_library = "libcommon_log_trace.so" in run("readelf", "--dynamic", program)
+    headers = run("x86_64-w64-mingw32-objdump" if emulator else "objdump", "--private-headers", program)
+    needs_library = "libcommon_log_trace." in headers
     expect(needs_library == is_shared, f"linked the wrong way: the library is needed at run time: {needs_library}")
 
 
@@ -67,6 +70,8 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--shared", action="store_true")
     parser.add_argument("--launcher", default="")
+    parser.add_argument("--toolchain", default="")
+    parser.add_argument("--emulator", default="")
     parser.add_argument("build", nargs="?")
     arguments = parser.parse_args()
 
@@ -79,9 +84,18 @@ def main():
             options += [f"-DCMAKE_PREFIX_PATH={folder / 'prefix'}"]
         else:
             options += [f"-DCOMMON_LOG_TRACE_SOURCE={ROOT}", f"-DBUILD_SHARED_LIBS={arguments.shared}"]
+        emulator = arguments.emulator.split(";") if arguments.emulator else []
+        if arguments.toolchain:
+            # Where packages are looked for below the target's own folders alone, the place has to be told.
+            package = next((folder / "prefix").rglob("common_log_trace-config.cmake"))
+            options += [f"-DCMAKE_TOOLCHAIN_FILE={arguments.toolchain}", f"-Dcommon_log_trace_DIR={package.parent}"]
         run("cmake", "-G", "Ninja", "-S", source, "-B", folder / "build", *options)
         run("cmake", "--build", folder / "build", "--target", "consumer")
-        check_program(folder / "build" / "consumer", arguments.shared)
+        program = folder / "build" / ("consumer.exe" if emulator else "consumer")
+        if emulator and arguments.shared: # it finds its libraries beside itself
+            for library in (folder / "prefix" / "bin").glob("*.dll"):
+                shutil.copy(library, program.parent)
+        check_program(program, arguments.shared, emulator)
         if not arguments.build:
             check_subproject(folder / "build")
 

@@ -5,7 +5,10 @@
 
 #include <common/log/argument_pointer.h>
 
+#include <cmath>
 #include <cstdarg>
+#include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <streambuf>
 
@@ -77,6 +80,18 @@ TEST_F(SendLog, WritesTheRecordAndFlushesOnce)
     EXPECT_EQ(sendFinished(finished), COMMON_OK);
     EXPECT_EQ(stream.text(), record(finished));
     EXPECT_EQ(stream.flushes(), 1U);
+}
+
+TEST_F(SendLog, FormatsEachConversionWithTheSameBytesOnEverySystem)
+{
+    char const * const noText = nullptr;
+    (void)send("%d %ld %llx %zu %td %jd %hhd %p %p", 42, -2147483647L, 0xFEDCBA9876543210ULL, SIZE_MAX,
+               std::ptrdiff_t{-1}, std::intmax_t{INT64_MIN}, 300, reinterpret_cast<void *>(0x12ab), noText);
+    (void)send("%d %e %g %a %.0f %5.1f %F %f %Lf %s%c", 42, 1e5, 1e-10, 1.0, 2.5, -0.05, HUGE_VAL, -HUGE_VAL, 1.5L,
+               noText, '!');
+    EXPECT_EQ(stream.text(),
+              record("42 -2147483647 fedcba9876543210 18446744073709551615 -1 -9223372036854775808 44 0x12ab (nil)") +
+                  record("42 1.000000e+05 1e-10 0x1p+0 2  -0.1 INF -inf 1.500000 (null)!"));
 }
 
 TEST_F(SendLog, KeepsEmptyFieldsAndEscapesNothing)

@@ -2,7 +2,13 @@
 
 /// Lets the compiler check a printf format against its arguments. Positions count from 1, with the object first in a
 /// member function.
-#if defined(__GNUC__)
+///
+/// The library formats as C says and GNU does on every system, also where the system's own functions do not: there GCC
+/// has to be told. Clang knows that form by its plain name alone.
+#if defined(__GNUC__) && !defined(__clang__)
+#define COMMON_LOG_PRINTF_FORMAT(formatPosition, firstArgument)                                                        \
+    __attribute__((format(gnu_printf, formatPosition, firstArgument)))
+#elif defined(__clang__)
 #define COMMON_LOG_PRINTF_FORMAT(formatPosition, firstArgument)                                                        \
     __attribute__((format(printf, formatPosition, firstArgument)))
 #else
