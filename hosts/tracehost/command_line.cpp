@@ -4,6 +4,7 @@
 #include "input_line.h"
 #include "paths.h"
 #include "privileges.h"
+#include "system.h"
 #include "unit_names.h"
 
 #include <common/log/host/door_socket.h>
@@ -14,11 +15,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cerrno>
-#include <sys/stat.h>
-#include <system_error>
 #include <thread>
-#include <unistd.h>
 
 namespace tracehost {
 
@@ -246,17 +243,8 @@ void checkFile(FollowedFile const & file)
     if (std::any_of(file.unitName.begin(), file.unitName.end(), breaksRecord)) {
         refuse("--follow", quoted + "has a character in its name that would break a record");
     }
-    struct stat status
-    {
-    };
-    if (::stat(file.path.c_str(), &status) != 0) {
-        if (errno != ENOENT) {
-            refuse("--follow", quoted + "cannot be followed: " + std::generic_category().message(errno));
-        }
-    } else if (!S_ISREG(status.st_mode)) {
-        refuse("--follow", quoted + "is not a regular file");
-    } else if (::access(file.path.c_str(), R_OK) != 0) {
-        refuse("--follow", quoted + "cannot be read: " + std::generic_category().message(errno));
+    if (std::string const hindrance = hindranceOfFollowing(file.path); !hindrance.empty()) {
+        refuse("--follow", quoted + hindrance);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "cycle.h"
 
+#include "system.h"
+
 #include <algorithm>
 #include <cinttypes>
 
@@ -41,20 +43,13 @@ void Cycle::begin()
     }
 }
 
-std::chrono::nanoseconds Cycle::now()
-{
-    timespec time{};
-    (void)::clock_gettime(CLOCK_MONOTONIC, &time);
-    return std::chrono::seconds(time.tv_sec) + Nanoseconds(time.tv_nsec);
-}
-
 void Cycle::run()
 {
-    Nanoseconds const start = now();
+    Nanoseconds const start = monotonicTime();
     Nanoseconds deadline = start + m_settings.period;
     Nanoseconds nextSummary = start + kSummaryInterval;
     while (sleepUntil(deadline)) {
-        Nanoseconds const lateness = now() - deadline;
+        Nanoseconds const lateness = monotonicTime() - deadline;
         auto const missed = static_cast<std::uint64_t>(lateness / m_settings.period);
         m_second.add(lateness);
         m_total.add(lateness);
@@ -73,14 +68,12 @@ void Cycle::run()
 bool Cycle::sleepUntil(Nanoseconds deadline) const
 {
     while (!m_isStopping.load(std::memory_order_relaxed)) {
-        Nanoseconds const start = now();
+        Nanoseconds const start = monotonicTime();
         if (start >= deadline) {
             return true;
         }
         Nanoseconds const wake = std::min<Nanoseconds>(deadline, start + kLongestSleep);
-        timespec const time{static_cast<std::time_t>(wake.count() / 1'000'000'000),
-                            static_cast<long>(wake.count() % 1'000'000'000)};
-        (void)::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &time, nullptr); // interrupted: looks again
+        sleepUntilMonotonicTime(wake);
     }
     return false;
 }

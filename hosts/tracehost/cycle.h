@@ -47,8 +47,6 @@ public:
 private:
     using Nanoseconds = std::chrono::nanoseconds;
 
-    static Nanoseconds now();
-
     void run();
     /// False where the task is to stop.
     bool sleepUntil(Nanoseconds deadline) const;

@@ -10,11 +10,11 @@
 #include "privileges.h"
 #include "signals.h"
 #include "summary.h"
+#include "system.h"
 #include "trace_system.h"
 #include "unit_names.h"
 
 #include <common/log/host/duration_text.h>
-#include <common/log/host/fatal_signals.h>
 #include <common/log/host/record_census.h>
 #include <common/log/host/record_tap.h>
 
@@ -23,7 +23,6 @@
 #include <cstdlib>
 #include <memory>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace tracehost {
@@ -67,7 +66,7 @@ struct Units
 Units addUnits(TraceSystem & system, Options const & options)
 {
     Units units;
-    if (::isatty(STDIN_FILENO) == 0) {
+    if (!isTerminal(0)) {
         units.standardInput = &system.add(kInputStdin);
     }
     for (FollowedFile const & file : options.files) {
@@ -112,7 +111,7 @@ static void traceStart(CountedLog & unit, Options const & options, Refusals cons
 int runHost(Options const & options)
 {
     Signals const signals;
-    common::log::host::FatalSignals const fatalSignals({"tracehost"});
+    std::shared_ptr<void> const fatalSignals = watchFatalSignals();
     common::log::trace::CallAccount calls;
     RecordCensus census;
     Refusals refusals;

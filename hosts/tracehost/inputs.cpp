@@ -3,13 +3,9 @@
 #include "input_line.h"
 
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/ioctl.h>
+#include <optional>
 #include <system_error>
-#include <unistd.h>
 
 namespace tracehost {
 
@@ -26,12 +22,7 @@ constexpr std::size_t kChunkBytes = 65'536;
 
 } // namespace
 
-Inputs::Inputs() : m_wakeUp(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
-{
-    if (!m_wakeUp.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-}
+Inputs::Inputs() = default;
 
 Inputs::~Inputs() { stop(); }
 
@@ -53,19 +44,13 @@ void Inputs::start()
 void Inputs::reopenFiles()
 {
     m_isReopening = true;
-    wakeUp();
+    m_input.wakeUp();
 }
 
 void Inputs::stop()
 {
     m_isStopping = true;
-    wakeUp();
-}
-
-void Inputs::wakeUp() const
-{
-    std::uint64_t const one = 1;
-    [[maybe_unused]] ssize_t const size = ::write(m_wakeUp.number(), &one, sizeof one); // fails only where it is awake
+    m_input.wakeUp();
 }
 
 std::vector<Inputs::LineCount> Inputs::lines() const
@@ -85,7 +70,11 @@ void Inputs::run()
     auto nextLook = std::chrono::steady_clock::now();
     bool hasMore = false;
     while (!m_isStopping) {
-        waitForInput(hasMore ? 0 : m_files.empty() ? -1 : static_cast<int>(kLookInterval.count()));
+        std::optional<std::chrono::milliseconds> limit;
+        if (hasMore || !m_files.empty()) {
+            limit = hasMore ? std::chrono::milliseconds(0) : kLookInterval;
+        }
+        m_isStandardInputReady = m_input.wait(m_isStandardInputOpen, limit);
         if (m_isReopening.exchange(false)) {
             for (File & file : m_files) {
                 file.follower.reopen(tracerOf(file.source));
@@ -105,36 +94,22 @@ void Inputs::run()
     }
 }
 
-void Inputs::waitForInput(int timeoutMilliseconds)
-{
-    std::array<pollfd, 2> waiting{
-        {{m_wakeUp.number(), POLLIN, 0}, {m_isStandardInputOpen ? STDIN_FILENO : -1, POLLIN, 0}}};
-    bool const isReady = ::poll(waiting.data(), waiting.size(), timeoutMilliseconds) > 0;
-    m_isStandardInputReady = isReady && waiting[1].revents != 0;
-    if (isReady && waiting[0].revents != 0) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] ssize_t const size = ::read(m_wakeUp.number(), &count, sizeof count);
-    }
-}
-
 void Inputs::readStandardInput()
 {
     std::array<char, kChunkBytes> buffer;
-    ssize_t const size = ::read(STDIN_FILENO, buffer.data(), buffer.size());
+    std::size_t size = 0;
+    std::error_code const error = m_input.read(buffer.data(), buffer.size(), size);
     if (size > 0) {
-        m_splitter.feed(std::string_view(buffer.data(), static_cast<std::size_t>(size)),
-                        tracerOf(m_standardInput.front()));
+        m_splitter.feed(std::string_view(buffer.data(), size), tracerOf(m_standardInput.front()));
         return;
     }
-    if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
+    if (error == std::errc::resource_unavailable_try_again) {
         return;
     }
-    int const error = errno;
     m_isStandardInputOpen = false;
     m_splitter.finish(tracerOf(m_standardInput.front()));
-    if (size < 0) {
-        COMMON_LOG_ERROR(m_standardInput.front().unit, "Cannot read standard input: %s",
-                         std::generic_category().message(error).c_str());
+    if (error) {
+        COMMON_LOG_ERROR(m_standardInput.front().unit, "Cannot read standard input: %s", error.message().c_str());
     }
 }
 
@@ -142,17 +117,10 @@ void Inputs::readStandardInput()
 /// end.
 void Inputs::finishStandardInput()
 {
-    int waiting = 0;
-    struct stat status
-    {
-    };
-    bool const isStream = ::fstat(STDIN_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
-    if (m_isStandardInputOpen && isStream && ::ioctl(STDIN_FILENO, FIONREAD, &waiting) == 0) {
-        for (int read = 0; read < waiting && m_isStandardInputOpen; read += static_cast<int>(kChunkBytes)) {
-            waitForInput(0);
-            if (m_isStandardInputReady) {
-                readStandardInput();
-            }
+    std::size_t const waiting = m_isStandardInputOpen ? m_input.bytesOnTheirWay() : 0;
+    for (std::size_t read = 0; read < waiting && m_isStandardInputOpen; read += kChunkBytes) {
+        if (m_input.wait(true, std::chrono::milliseconds(0))) {
+            readStandardInput();
         }
     }
     if (m_isStandardInputOpen) {

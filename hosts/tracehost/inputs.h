@@ -1,9 +1,9 @@
 #pragma once
 
-#include "descriptor.h"
 #include "file_follower.h"
 #include "host_thread.h"
 #include "line_splitter.h"
+#include "standard_input.h"
 
 #include <common/log/trace.h>
 
@@ -68,16 +68,14 @@ private:
     };
 
     void run();
-    void waitForInput(int timeoutMilliseconds);
     void readStandardInput();
     void finishStandardInput();
     bool lookAtFiles();
-    void wakeUp() const;
     LineFunction tracerOf(Source & source);
     void traceLine(Source & source, std::string const & line);
     void traceProblem(File & file);
 
-    Descriptor m_wakeUp;                ///< an eventfd, written by other threads to end the wait
+    StandardInput m_input;
     std::deque<Source> m_standardInput; ///< one or none
     bool m_isStandardInputOpen = false;
     bool m_isStandardInputReady = false;

@@ -18,8 +18,11 @@ namespace tracehost {
 /// What could not be had at the start, for the record of it, without which nobody would miss it.
 using Refusals = std::vector<std::string>;
 
+/// What gives the process its last line; null where the system has no such thing.
+std::shared_ptr<void> watchFatalSignals();
+
 /// Null where none is wanted, and where none can be had.
-std::unique_ptr<common::log::host::RecordRing> openRing(Options const & options, Refusals & refusals);
+std::shared_ptr<common::log::host::RecordRing> openRing(Options const & options, Refusals & refusals);
 
 /// @param ring  may be null; with it, records are in the ring as soon as they are complete, and so the stream can take
 ///              its time
@@ -38,7 +41,7 @@ struct Sights
 /// Null where none is wanted, and where none can be had.
 ///
 /// @throws common::log::host::DoorIsTaken where another process has this socket
-std::unique_ptr<common::log::host::Door> openDoor(Options const & options, TraceSystem & system, Sights const & sights,
+std::shared_ptr<common::log::host::Door> openDoor(Options const & options, TraceSystem & system, Sights const & sights,
                                                   Refusals & refusals);
 
 } // namespace tracehost

@@ -1,6 +1,6 @@
 #include "paths.h"
 
-#include <common/log/host/environment.h>
+#include "system.h"
 
 #include <filesystem>
 #include <initializer_list>
@@ -10,15 +10,7 @@ namespace tracehost {
 
 namespace fs = std::filesystem;
 
-std::string defaultStateDirectory()
-{
-    fs::path folder = common::log::host::pathFromEnvironment("XDG_STATE_HOME");
-    if (folder.empty()) {
-        fs::path const home = common::log::host::pathFromEnvironment("HOME");
-        folder = home.empty() ? "/var/lib" : home / ".local/state";
-    }
-    return folder / "tracehost";
-}
+std::string defaultStateDirectory() { return (stateFolder() / "tracehost").string(); }
 
 bool hasTypeFile(std::string const & root)
 {
@@ -28,15 +20,14 @@ bool hasTypeFile(std::string const & root)
 
 std::string defaultRoot()
 {
-    std::error_code failure;
-    fs::path const program = fs::read_symlink("/proc/self/exe", failure);
-    if (failure) {
+    fs::path const program = programFile();
+    if (program.empty()) {
         return {};
     }
     fs::path const prefix = program.parent_path().parent_path();
     for (char const * const folder : {"root", "share/common_log_trace"}) {
-        if (hasTypeFile(prefix / folder)) {
-            return prefix / folder;
+        if (std::string const root = (prefix / folder).string(); hasTypeFile(root)) {
+            return root;
         }
     }
     return {};

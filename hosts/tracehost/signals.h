@@ -11,7 +11,7 @@ class Signals
 public:
     enum class Wish
     {
-        end,    ///< SIGTERM or SIGINT
+        end,    ///< SIGTERM or SIGINT; Ctrl-C, or the end of the console
         reopen, ///< SIGHUP
     };
 

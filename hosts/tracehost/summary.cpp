@@ -1,31 +1,18 @@
 #include "summary.h"
 
 #include "descriptor.h"
+#include "system.h"
 
 #include <array>
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace tracehost {
 
 namespace {
 
 constexpr std::chrono::seconds kWriteLimit(2);
-
-bool isStandardOutputErrorStream()
-{
-    struct stat output
-    {
-    };
-    struct stat error
-    {
-    };
-    return ::fstat(STDOUT_FILENO, &output) == 0 && ::fstat(STDERR_FILENO, &error) == 0 &&
-           output.st_dev == error.st_dev && output.st_ino == error.st_ino;
-}
 
 } // namespace
 
@@ -64,7 +51,7 @@ std::string summaryText(Cycle const & cycle, Account const & account, std::vecto
 
 bool writeSummary(std::string const & text)
 {
-    return writeWithin(STDOUT_FILENO, isStandardOutputErrorStream() ? "\n" + text : text, kWriteLimit);
+    return writeWithin(1, isSameFile(1, 2) ? "\n" + text : text, kWriteLimit);
 }
 
 } // namespace tracehost

@@ -1,6 +1,7 @@
 #include "trace_system.h"
 
 #include "saved_states.h"
+#include "system.h"
 #include "unit_names.h"
 
 #include <common/log/host/state_text.h>
@@ -9,7 +10,6 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
-#include <unistd.h>
 
 namespace tracehost {
 
@@ -95,7 +95,7 @@ bool TraceSystem::saveStates()
     std::filesystem::create_directories(m_options.stateDirectory, ignored);
     m_switches->endAll();
     SwitchAuthor author;
-    author.userId = ::getuid();
+    author.userId = userId();
     author.from = "--save";
     comm::nodebus::NbResult const result = m_switches->save(false, author).result;
     if (isFailure(result)) {

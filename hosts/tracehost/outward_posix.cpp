@@ -3,6 +3,8 @@
 #include "descriptor.h"
 #include "figures.h"
 
+#include <common/log/host/fatal_signals.h>
+
 #include <chrono>
 #include <filesystem>
 #include <stdexcept>
@@ -22,7 +24,9 @@ constexpr std::chrono::milliseconds kRingPause(5);
 
 } // namespace
 
-std::unique_ptr<RecordRing> openRing(Options const & options, Refusals & refusals)
+std::shared_ptr<void> watchFatalSignals() { return std::make_shared<FatalSignals>(FatalSignalOptions{"tracehost"}); }
+
+std::shared_ptr<RecordRing> openRing(Options const & options, Refusals & refusals)
 {
     if (options.ringBytes == 0) {
         return nullptr;
@@ -30,7 +34,7 @@ std::unique_ptr<RecordRing> openRing(Options const & options, Refusals & refusal
     for (auto const limit = std::chrono::steady_clock::now() + kRingPatience;;) {
         try {
             std::filesystem::create_directories(options.stateDirectory);
-            return std::make_unique<RecordRing>(options.stateDirectory + "/records.ring",
+            return std::make_shared<RecordRing>(options.stateDirectory + "/records.ring",
                                                 RecordRingOptions{options.ringBytes});
         } catch (std::system_error const & failure) {
             // Of two that start at once, the one without the ring must not come first to the door: it waits until the
@@ -56,7 +60,7 @@ RecordTapOptions tapOptions(RecordCensus & census, RecordRing * ring)
     return options;
 }
 
-std::unique_ptr<Door> openDoor(Options const & options, TraceSystem & system, Sights const & sights,
+std::shared_ptr<Door> openDoor(Options const & options, TraceSystem & system, Sights const & sights,
                                Refusals & refusals)
 {
     if (options.socket.empty()) {
@@ -82,7 +86,7 @@ std::unique_ptr<Door> openDoor(Options const & options, TraceSystem & system, Si
     };
     std::string const ringPath = sights.ring != nullptr ? sights.ring->path() : "";
     try {
-        return std::make_unique<Door>(DoorOptions{options.socket, ringPath}, std::move(host), system.service(),
+        return std::make_shared<Door>(DoorOptions{options.socket, ringPath}, std::move(host), system.service(),
                                       system.switches(), sights.census);
     } catch (DoorIsTaken const &) {
         throw;
