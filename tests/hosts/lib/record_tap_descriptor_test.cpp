@@ -4,6 +4,9 @@
 #include <iostream>
 #include <thread>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace common::log::host::test {
 
 namespace {
