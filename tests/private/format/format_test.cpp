@@ -60,6 +60,15 @@ Result formatted(char const * format, ...)
     return {text, length, errno};
 }
 
+int formatInto(char * buffer, std::size_t size, char const * format, ...)
+{
+    std::va_list arguments;
+    va_start(arguments, format);
+    int const length = trace::formatArguments(buffer, size, format, argumentPointer(arguments));
+    va_end(arguments);
+    return length;
+}
+
 Result whole(std::string const & text) { return {text, static_cast<int>(text.size()), 0}; }
 
 bool isTaken(char const * format) { return trace::BoundedFormat(format).isTaken(); }
@@ -108,19 +117,20 @@ TEST(Format, CountsWhatNoBufferHolds)
     EXPECT_EQ(formatted("%*d", INT_MIN, 3).length, -1);
     EXPECT_EQ(formatted("%.*f", INT_MAX, 1.0).length, -1);
 
-    char text[] = "kept";
-    auto const none = [&](char * buffer, std::size_t size, char const * format, ...) {
-        std::va_list arguments;
-        va_start(arguments, format);
-        int const length = trace::formatArguments(buffer, size, format, argumentPointer(arguments));
-        va_end(arguments);
-        return length;
-    };
-    EXPECT_EQ(none(text, 0, "%d of %d", 3, 4), 6);
-    EXPECT_EQ(none(nullptr, 0, "%d of %d", 3, 4), 6);
-    EXPECT_STREQ(text, "kept");
-    EXPECT_EQ(none(text, 1, "%d of %d", 3, 4), 6);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(formatInto(nullptr, 0, "%d of %d", 3, 4), 6);
+}
+
+TEST(Format, FillsAnyRoomWithWhatIsCommonAsTheCLibraryDoes)
+{
+    constexpr char const * kFormat = "a%db%.9fc%.0fd%se%.3f%.1ff%d";
+    double const large = -9223372036.8547758; // the largest number of the short way
+    for (std::size_t size = 0; size != 80; ++size) {
+        std::string own(80, '~');
+        std::string system = own;
+        int const length = std::snprintf(system.data(), size, kFormat, INT_MIN, large, 0.5, "text", 9.9996, -0.04, 0);
+        EXPECT_EQ(formatInto(own.data(), size, kFormat, INT_MIN, large, 0.5, "text", 9.9996, -0.04, 0), length);
+        EXPECT_EQ(own, system) << size;
+    }
 }
 
 TEST(Format, LeavesToTheCLibraryWhatItDoesNotTake)
