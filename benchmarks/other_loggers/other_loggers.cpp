@@ -46,10 +46,12 @@ void produce(Loggers const & loggers, unsigned int calls, Gate & gate, Measured 
 void measureProducers(Loggers const & loggers, unsigned int count)
 {
     unsigned int const calls = kCallsOfBlock / count;
-    std::vector<Measured> measured(count, Measured{std::vector<Durations>(loggers.size(), Durations(calls * kBlocks)),
-                                                   std::vector<unsigned int>(loggers.size())});
+    std::vector<Measured> measured(
+        count, Measured{std::vector<Durations>(loggers.size(), Durations(std::size_t{calls} * kBlocks)),
+                        std::vector<unsigned int>(loggers.size())});
     Gate gate(count);
     std::vector<std::thread> producers;
+    producers.reserve(count);
     for (Measured & own : measured) {
         producers.emplace_back([&] { produce(loggers, calls, gate, own); });
     }
