@@ -1,5 +1,7 @@
 #include "privileges.h"
 
+#include <system_error>
+
 #include <pthread.h>
 #include <windows.h>
 
