@@ -5,14 +5,15 @@
 #include "drained_handler.h"
 #include "figures.h"
 #include "measured_call.h"
+#include "producers.h"
 #include "trace_queue.h"
-
-#include <pthread.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,9 +25,6 @@ using namespace common::log::benchmarks;
 
 constexpr unsigned int kWarning = 0x080E0112;
 constexpr unsigned int kCalls = 1'000'000; // of each kind, by all producers together
-
-/// A changing value, so that the text differs from call to call.
-double positionOf(unsigned int call) { return 12.125 + call % 1000; }
 
 struct RealTimeCall
 {
@@ -55,55 +53,30 @@ struct FloorCall
     }
 };
 
-template <typename Call>
-unsigned int measureBlock(unsigned int calls, Durations & durations, Call const & call)
+/// Pushes a record that is there already: what is left of either of the two above where producers wait for each other.
+struct BarePush
 {
-    unsigned int refused = 0;
-    for (unsigned int i = 0; i != calls; ++i) {
-        std::int64_t const start = nanoseconds();
-        bool const isTaken = call(i);
-        durations.add(nanoseconds() - start);
-        refused += isTaken ? 0 : 1;
-    }
-    return refused;
-}
+    trace::TraceQueue & queue;
+    trace::DataOfQueue const & record;
 
-/// Lets a number of threads go on together. It spins, so that none of them starts late out of a sleep.
-class Gate
-{
-public:
-    explicit Gate(unsigned int threads) : m_threads(threads) {}
-
-    void pass()
-    {
-        unsigned int const round = m_round.load();
-        if (m_arrived.fetch_add(1) + 1 == m_threads) {
-            m_arrived.store(0);
-            m_round.store(round + 1);
-        }
-        while (m_round.load() == round) {
-        }
-    }
-
-private:
-    unsigned int const m_threads;
-    std::atomic<unsigned int> m_arrived{0};
-    std::atomic<unsigned int> m_round{0};
+    bool operator()(unsigned int /*call*/) const { return queue.push(record); }
 };
-
-/// As a thread with a deadline has it: without, the slowest calls are those in which somebody else had the core.
-bool takeRealTimePriority()
-{
-    sched_param const priority{80};
-    return pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority) == 0;
-}
 
 struct Producer
 {
-    explicit Producer(unsigned int calls) : road(calls), floor(calls) {}
+    explicit Producer(unsigned int calls) : road(calls), floor(calls), push(calls) {}
+
+    void add(Producer const & other)
+    {
+        road.add(other.road);
+        floor.add(other.floor);
+        push.add(other.push);
+        refused += other.refused;
+    }
 
     Durations road;
     Durations floor;
+    Durations push;
     unsigned int refused = 0;
 };
 
@@ -116,6 +89,7 @@ void measureProducers(unsigned int count)
     unit.setEnablingState(true);
     Clock const clock(CLOCK_ID_WALL);
     trace::TraceQueue floorQueue;
+    trace::TraceQueue pushQueue;
     std::vector<Producer> producers(count, Producer(rounds * block));
     Gate gate(count);
     std::atomic<bool> hasPriority{false};
@@ -125,20 +99,25 @@ void measureProducers(unsigned int count)
         Producer & producer = producers[number];
         trace::DataOfQueue record;
         record.dataType = trace::DATA_TRACE;
-        auto const road = [&] { producer.refused += measureBlock(block, producer.road, RealTimeCall{unit}); };
-        auto const floor = [&] {
-            producer.refused += measureBlock(block, producer.floor, FloorCall{clock, floorQueue, record});
+        std::function<unsigned int()> const kinds[] = {
+            [&] { return measureBlock(block, producer.road, RealTimeCall{unit}); },
+            [&] {
+                return measureBlock(block, producer.floor, FloorCall{clock, floorQueue, record});
+            },
+            [&] {
+                return measureBlock(block, producer.push, BarePush{pushQueue, record});
+            },
         };
         trace::DataOfQueue popped;
         for (unsigned int round = 0; round != rounds; ++round) {
-            gate.pass();
-            round % 2 == 0 ? road() : floor();
-            gate.pass();
-            round % 2 == 0 ? floor() : road();
+            for (unsigned int i = 0; i != std::size(kinds); ++i) {
+                gate.pass();
+                producer.refused += kinds[(round + i) % std::size(kinds)]();
+            }
             gate.pass();
             if (number == 0) {
                 drained.drain();
-                while (floorQueue.pop(popped)) {
+                while (floorQueue.pop(popped) || pushQueue.pop(popped)) {
                 }
             }
         }
@@ -152,14 +131,13 @@ void measureProducers(unsigned int count)
         other.join();
     }
     for (unsigned int number = 1; number != count; ++number) {
-        producers[0].road.add(producers[number].road);
-        producers[0].floor.add(producers[number].floor);
-        producers[0].refused += producers[number].refused;
+        producers[0].add(producers[number]);
     }
     std::string const suffix = ", producers: " + std::to_string(count);
     std::printf("producers have %s priority\n", hasPriority.load() ? "a real-time" : "no real-time");
     printRow("real-time call" + suffix, producers[0].road);
     printRow("floor" + suffix, producers[0].floor);
+    printRow("bare push" + suffix, producers[0].push);
     printRatio("call / floor", producers[0].road, producers[0].floor);
     std::printf("%-36s%11u\n\n", "refused", producers[0].refused);
 }

@@ -1,8 +1,6 @@
 # What all targets of this project are compiled with, as the interface target common_log_trace_options. Only an own
 # build sets it up fully: in somebody else's, their flags hold.
 
-include(CheckCXXCompilerFlag)
-
 if(PROJECT_IS_TOP_LEVEL)
     if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
         set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
@@ -32,16 +30,19 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
             target_compile_options(common_log_trace_options INTERFACE -Werror)
         endif()
     endif()
-    # GCC for x86 clears and copies a record of the queue by one repeated instruction, which takes three times as long to
-    # get going as the C library's functions, made for the processor at hand, take for all of it.
-    set(blocksByLibrary -mmemset-strategy=libcall:-1:noalign -mmemcpy-strategy=libcall:-1:noalign)
-    check_cxx_compiler_flag("${blocksByLibrary}" COMMON_LOG_TRACE_HAS_BLOCK_STRATEGIES)
-    if(COMMON_LOG_TRACE_HAS_BLOCK_STRATEGIES)
-        target_compile_options(common_log_trace_options INTERFACE ${blocksByLibrary})
-    endif()
     if(COMMON_LOG_TRACE_SANITIZERS)
         target_compile_options(common_log_trace_options INTERFACE
             "-fsanitize=${COMMON_LOG_TRACE_SANITIZERS}" -fno-omit-frame-pointer -fno-sanitize-recover=all)
         target_link_options(common_log_trace_options INTERFACE "-fsanitize=${COMMON_LOG_TRACE_SANITIZERS}")
     endif()
+endif()
+
+# For what clears and copies records of the queue. GCC's tuning for no processor in particular does both by one repeated
+# instruction, which takes longer to get going than the C library's functions take for all of it. Tuning changes nothing
+# of what is run where.
+add_library(common_log_trace_blocks INTERFACE)
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-mtune=haswell COMMON_LOG_TRACE_HAS_TUNING)
+if(COMMON_LOG_TRACE_HAS_TUNING)
+    target_compile_options(common_log_trace_blocks INTERFACE -mtune=haswell)
 endif()
