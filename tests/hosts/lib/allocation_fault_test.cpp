@@ -68,11 +68,7 @@ struct ServingHost : NumberedHost
         (void)manager->setEnablingStateAllTraceUnits({false, true, false});
         provider.start(service.makeProvider().release());
     }
-    ~ServingHost()
-    {
-        provider.stop();
-        (void)(added != nullptr ? manager->removeTraceUnit(added.get()) : TRACE_OK);
-    }
+    ~ServingHost() { provider.stop(); }
 
     bool create(PersistenceTask task)
     {

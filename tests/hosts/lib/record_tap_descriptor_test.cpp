@@ -66,19 +66,6 @@ TEST_P(RecordTapDescriptor, GoesOnWhenAStalledReaderComesBack)
     EXPECT_THAT(pipe.next(), EndsWith("|found"));
 }
 
-TEST_P(RecordTapDescriptor, CompletesPartialWritesForASlowReader)
-{
-    Channel pipe = Channel::pipe(O_NONBLOCK);
-    ASSERT_GE(::fcntl(pipe.writer(), F_SETPIPE_SZ, 4096), 4096);
-    RecordTap const tap(options(pipe.writer(), {}, std::chrono::seconds(10)));
-    std::string const message = std::string(50000, 'm') + "end";
-    std::thread writing([&] { sendRecord(message); });
-    std::string const received = pipe.nextUpTo("end");
-    writing.join();
-    EXPECT_EQ(settled(tap).written, 1U);
-    EXPECT_EQ(parseRecord(splitLines(received).at(0)).message, message);
-}
-
 TEST(RecordTapDirect, HandsOverAheadOfABlockedWrite)
 {
     Channel pipe = Channel::pipe(O_NONBLOCK);
