@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <exception>
 #include <optional>
 #include <unistd.h>
 #include <utility>
@@ -92,12 +93,21 @@ private:
         m_countsAnew = false;
         auto const take = [this, &socket](Event && event) { takeEvent(std::move(event), socket); };
         bool isConnected = true;
+        std::exception_ptr unusable; // an event, told once what came ahead of it is out
         for (;;) {
-            isConnected = isConnected && stream.receive(take) && !m_countsAnew;
+            try {
+                isConnected = isConnected && stream.receive(take) && !m_countsAnew;
+            } catch (Failure const &) {
+                unusable = std::current_exception();
+                isConnected = false;
+            }
             m_backlog.limit(Backlog::Clock::now());
             writeLines();
             bool const isAllWritten = m_output.pending() == 0;
             if (!isConnected && isAllWritten && m_backlog.isEmpty()) {
+                if (unusable != nullptr) {
+                    std::rethrow_exception(unusable);
+                }
                 return m_countsAnew ? End::countsAnew : End::gone;
             }
             bool const hasMore = isAllWritten && !m_backlog.isEmpty();
