@@ -2,8 +2,8 @@
 // ring, and a door with clients.
 
 #include "hosts/lib/door_support.h"
-#include "support/rounds.h"
 #include "support/process_state.h"
+#include "support/rounds.h"
 
 #include <common/log/host/record_tap.h>
 

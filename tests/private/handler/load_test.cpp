@@ -1,7 +1,7 @@
 // The real-time road as a host has it: the real thread layer, and threads that call while the worker writes.
 
-#include "support/rounds.h"
 #include "support/process_state.h"
+#include "support/rounds.h"
 #include "support/trace_test.h"
 
 #include <array>
