@@ -36,6 +36,26 @@ RecordTapOptions corrected(RecordTapOptions options)
 
 } // namespace
 
+/// The lock of the output for a thread with its own text. The sweep leaves that alone meanwhile: it would take a record
+/// for cut whose flush only waits behind others.
+class TapCore::OwnersLock
+{
+public:
+    OwnersLock(TapCore & core, ThreadText & thread) : m_thread(thread), m_lock(core.m_outputMutex, std::defer_lock)
+    {
+        // Relaxed, as in the sweep: seen late, the sweep has come a moment ahead of the thread.
+        m_thread.isAwaitingLock.store(true, std::memory_order_relaxed);
+        m_lock.lock();
+    }
+    OwnersLock(OwnersLock const &) = delete;
+    OwnersLock & operator=(OwnersLock const &) = delete;
+    ~OwnersLock() { m_thread.isAwaitingLock.store(false, std::memory_order_relaxed); }
+
+private:
+    ThreadText & m_thread;
+    std::unique_lock<std::mutex> m_lock;
+};
+
 TapCore::TapCore(RecordTapOptions options, Process process)
     : m_id(nextId()), m_options(corrected(std::move(options))), m_leftovers(addThread()), m_lineOwner(kAnybody),
       m_output(m_options.descriptor, m_options.patience, isPipeSignalDeadly(), m_counters)
@@ -71,7 +91,7 @@ void TapCore::removeThread(std::shared_ptr<ThreadText> const & thread)
 
 void TapCore::append(ThreadText & thread, std::string_view text)
 {
-    std::lock_guard<std::mutex> const lock(m_outputMutex);
+    OwnersLock const lock(*this, thread);
     if (!text.empty() && text.front() == '\n') {
         std::string_view const seen = thread.view();
         if (thread.isFlushOwed && !isBlank(seen)) {
@@ -100,7 +120,7 @@ void TapCore::flush(ThreadText & thread)
     if (thread.isUntouched()) {
         return;
     }
-    std::lock_guard<std::mutex> const lock(m_outputMutex);
+    OwnersLock const lock(*this, thread);
     std::string_view const seen = thread.view();
     if (!seen.empty() && isBlank(seen)) {
         thread.isFlushOwed = true;
@@ -198,7 +218,8 @@ try {
             continue;
         }
         std::lock_guard<std::mutex> const lock(m_outputMutex);
-        if (!thread->view().empty() && ++thread->passes >= kSweepPasses) {
+        if (!thread->isAwaitingLock.load(std::memory_order_relaxed) && !thread->view().empty() &&
+            ++thread->passes >= kSweepPasses) {
             TapCounters::count(m_counters.sweeps);
             putOut(*thread, RecordEnd::sweep);
         }

@@ -65,6 +65,8 @@ public:
 private:
     static inline thread_local bool t_isInSink = false;
 
+    class OwnersLock;
+
     void putOut(ThreadText & thread, RecordEnd end);
     void handOver(std::string_view record, RecordEnd end);
     void writeOut(ThreadText & thread, std::string_view seen, RecordEnd end);

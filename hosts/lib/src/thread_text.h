@@ -15,7 +15,7 @@ namespace common::log::host {
 /// (the sweep, the removal, the thread itself) holds the lock of the tap's output. Under that lock alone the begin moves
 /// up, and anything moves that lies there: so the sweep reads what no thread writes any more.
 ///
-/// Threads    `appendQuickly`, `appendWithoutLock` by the thread alone; `isUntouched` by any; all else with the lock held.
+/// Threads    `appendQuickly`, `appendWithoutLock` by the thread alone; `isUntouched`, `isAwaitingLock` by any; all else with the lock held.
 class alignas(64) ThreadText // of a cache line on, so that threads do not slow each other down
 {
 public:
@@ -62,11 +62,12 @@ public:
     /// By the thread or behind its end.
     void clear() noexcept;
 
-    std::uint64_t const number;    ///< of all threads of a tap, from 1
-    bool isFlushOwed = false;      ///< there was a flush behind nothing but line ends
-    bool isContinued = false;      ///< a piece of the record went out already
-    bool beganWithLineEnd = false; ///< the record did, with its first piece
-    unsigned passes = 0;           ///< passes of the sweep that have seen this text
+    std::uint64_t const number;              ///< of all threads of a tap, from 1
+    std::atomic<bool> isAwaitingLock{false}; ///< its thread does, and sees to the text itself
+    bool isFlushOwed = false;                ///< there was a flush behind nothing but line ends
+    bool isContinued = false;                ///< a piece of the record went out already
+    bool beganWithLineEnd = false;           ///< the record did, with its first piece
+    unsigned passes = 0;                     ///< passes of the sweep that have seen this text
 
 private:
     static constexpr std::size_t kBegin = 1; ///< the byte ahead is room for a line end
