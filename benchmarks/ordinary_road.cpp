@@ -3,28 +3,31 @@
 // the program and not of a terminal.
 //
 // Then the whole call with the tap of the host library behind the stream, which writes each record at once or in batches,
-// by what the stream is.
+// without and with a ring, by what the stream is.
 
+#include "stream.h"
+
+#include <common/log/host/record_ring.h>
 #include <common/log/host/record_tap.h>
 #include <common/log/trace.h>
 
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <thread>
 #include <utility>
-#include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
 
 using namespace common::log;
 using namespace common::log::trace;
+using benchmarks::Stream;
+using benchmarks::TemporaryRing;
 
 constexpr unsigned int kWarning = 0x080E0112;
 constexpr char const * kFormat = "axis %d position %.3f deviation %.3f state %s";
@@ -94,60 +97,8 @@ void plainPrint(benchmark::State & state)
 }
 BENCHMARK(plainPrint)->Name("fprintf of the same text");
 
-/// What the records go to.
-class Stream
-{
-public:
-    enum Kind
-    {
-        nullDevice,
-        file,
-        pipe,
-        stalledPipe ///< whose reader takes nothing before the end
-    };
-
-    explicit Stream(Kind kind)
-    {
-        if (kind == nullDevice) {
-            m_ends[1] = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        } else if (kind == file) {
-            char name[] = "/tmp/ordinary_road.XXXXXX";
-            m_ends[1] = ::mkostemp(name, O_CLOEXEC);
-            (void)::unlink(name);
-        } else if (::pipe2(m_ends, O_CLOEXEC) == 0 && kind == pipe) {
-            startReader();
-        }
-    }
-    Stream(Stream const &) = delete;
-    Stream & operator=(Stream const &) = delete;
-    ~Stream()
-    {
-        (void)::close(m_ends[1]);
-        if (m_reader.joinable()) {
-            m_reader.join();
-        }
-        (void)::close(m_ends[0]);
-    }
-
-    int descriptor() const { return m_ends[1]; }
-    void startReader()
-    {
-        if (m_ends[0] < 0 || m_reader.joinable()) {
-            return;
-        }
-        m_reader = std::thread([descriptor = m_ends[0]] {
-            std::vector<char> part(1 << 16);
-            while (::read(descriptor, part.data(), part.size()) > 0) {
-            }
-        });
-    }
-
-private:
-    int m_ends[2] = {-1, -1}; // reader, writer
-    std::thread m_reader;
-};
-
-void callWithTap(benchmark::State & state, std::chrono::milliseconds batchPeriod, Stream::Kind kind)
+void callWithTap(benchmark::State & state, std::chrono::milliseconds batchPeriod, Stream::Kind kind,
+                 bool hasRing = false)
 {
     Log unit("axis.control", nullptr);
     unit.setEnablingState(true);
@@ -155,6 +106,10 @@ void callWithTap(benchmark::State & state, std::chrono::milliseconds batchPeriod
     host::RecordTapOptions options;
     options.descriptor = stream.descriptor();
     options.batchPeriod = batchPeriod;
+    std::optional<TemporaryRing> ring;
+    if (hasRing) {
+        options.sinks.push_back(ring.emplace().sink());
+    }
     host::RecordTap const tap(std::move(options));
     for (auto _ : state) {
         unit.log(kWarning, "axis", "machine", "axis_control.cpp", "AxisControl::cycle", 118, kFormat, 3, 12.125, -0.002,
@@ -174,6 +129,10 @@ BENCHMARK_CAPTURE(callWithTap, batches, kBatches, Stream::nullDevice)->Name("tap
 BENCHMARK_CAPTURE(callWithTap, batches, kBatches, Stream::file)->Name("tap with batches, file");
 BENCHMARK_CAPTURE(callWithTap, batches, kBatches, Stream::pipe)->Name("tap with batches, pipe");
 BENCHMARK_CAPTURE(callWithTap, batches, kBatches, Stream::stalledPipe)->Name("tap with batches, stalled pipe");
+BENCHMARK_CAPTURE(callWithTap, ring, kBatches, Stream::nullDevice, true)->Name("ring and batches, /dev/null");
+BENCHMARK_CAPTURE(callWithTap, ring, kBatches, Stream::file, true)->Name("ring and batches, file");
+BENCHMARK_CAPTURE(callWithTap, ring, kBatches, Stream::pipe, true)->Name("ring and batches, pipe");
+BENCHMARK_CAPTURE(callWithTap, ring, kBatches, Stream::stalledPipe, true)->Name("ring and batches, stalled pipe");
 
 /// What the thread of the batches costs a host that traces nothing: the processor time of one second.
 void idleBatches(benchmark::State & state)
@@ -202,6 +161,7 @@ int main(int argc, char ** argv)
         std::puts("ordinary_road: /dev/null cannot take the place of standard error");
         return EXIT_FAILURE;
     }
+    (void)std::signal(SIGPIPE, SIG_IGN); // as a host does: else the tap holds it off around each write
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return EXIT_SUCCESS;

@@ -1,9 +1,13 @@
 // What a record costs the worker in processor time, from the queue to the descriptor, beside a program part that writes
 // the same bytes, finished, by one write. Both run in blocks that alternate.
+//
+// The worker writes each record at once, or leaves that to the batches of the tap, with a ring ahead of them. There the
+// whole process counts as well, in which the thread of the batches has its share.
 
 #include "drained_handler.h"
 #include "figures.h"
 #include "measured_call.h"
+#include "stream.h"
 
 #include <common/log/host/record_tap.h>
 
@@ -12,10 +16,13 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -73,11 +80,18 @@ private:
 };
 
 template <typename Work>
-void addCost(Durations & durations, Work const & work)
+void addCost(Durations & durations, Work const & work, clockid_t clock = CLOCK_THREAD_CPUTIME_ID)
 {
-    std::int64_t const start = nanoseconds(CLOCK_THREAD_CPUTIME_ID);
+    std::int64_t const start = nanoseconds(clock);
     work();
-    durations.add((nanoseconds(CLOCK_THREAD_CPUTIME_ID) - start) / (kRecords + 2));
+    durations.add((nanoseconds(clock) - start) / (kRecords + 2));
+}
+
+void waitUntilWritten(host::RecordTap const & tap)
+{
+    for (auto account = tap.account(); account.records != account.written; account = tap.account()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
 }
 
 void writeLines(int descriptor)
@@ -89,12 +103,18 @@ void writeLines(int descriptor)
     }
 }
 
-void measure(std::string const & name, int descriptor)
+void measure(std::string const & name, int descriptor, bool hasRingAndBatches)
 {
     Durations worker(kRounds);
+    Durations process(kRounds);
     Durations line(kRounds);
     host::RecordTapOptions options;
     options.descriptor = descriptor;
+    std::optional<TemporaryRing> ring;
+    if (hasRingAndBatches) {
+        options.sinks.push_back(ring.emplace().sink());
+        options.batchPeriod = std::chrono::milliseconds(2);
+    }
     host::RecordTap const tap(options);
     DrainedHandler drained;
     trace::Log unit("axis.control", drained.handler());
@@ -107,7 +127,11 @@ void measure(std::string const & name, int descriptor)
                 fail("refused");
             }
         }
-        addCost(worker, [&] { drained.drain(); });
+        auto const outgoing = [&] {
+            addCost(worker, [&] { drained.drain(); });
+            waitUntilWritten(tap);
+        };
+        addCost(process, outgoing, CLOCK_PROCESS_CPUTIME_ID);
         addCost(line, [&] { writeLines(descriptor); });
         (void)ftruncate(descriptor, 0); // only a file grows
     }
@@ -115,6 +139,10 @@ void measure(std::string const & name, int descriptor)
     printRow(name + ", worker", worker);
     printRow(name + ", finished line", line);
     printRatio("worker / line", worker, line);
+    if (hasRingAndBatches) {
+        printRow(name + ", process", process);
+        printRatio("process / line", process, line);
+    }
     std::printf("%-36s%11llu of %llu\n\n", "written by the tap", static_cast<unsigned long long>(written),
                 static_cast<unsigned long long>(tap.account().records));
 }
@@ -134,11 +162,12 @@ int main()
     if (null == -1 || file == nullptr) {
         fail("open");
     }
-    measure("/dev/null", null);
-    measure("file", fileno(file));
-    {
+    for (bool const hasRingAndBatches : {false, true}) {
+        std::printf("%s\n", hasRingAndBatches ? "ring and batches" : "each record at once");
+        measure("/dev/null", null, hasRingAndBatches);
+        measure("file", fileno(file), hasRingAndBatches);
         PipeReader const reader;
-        measure("pipe", reader.descriptor());
+        measure("pipe", reader.descriptor(), hasRingAndBatches);
     }
     return EXIT_SUCCESS;
 }
