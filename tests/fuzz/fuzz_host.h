@@ -12,7 +12,8 @@
 
 namespace common::log::fuzz {
 
-/// Three units, served as nodes, with messages and warnings switched on in what is saved of them. Warnings and errors of the library are formatted, and dropped.
+/// Three units, served as nodes; in what is saved of them, messages and warnings are on. Warnings and errors of the
+/// library are formatted, and dropped.
 struct FuzzHost : private test::ErrorStreamBuffer
 {
     static constexpr char const * kUnits = "trace/machine/units";
