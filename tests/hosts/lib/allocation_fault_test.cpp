@@ -36,7 +36,8 @@ bool isOfParser()
 
 } // namespace
 
-// These two stand for all that allocate without an alignment of their own.
+// These stand for all that allocate without an alignment of their own. The ones that do not throw are given since those of
+// a sanitizer would not come here.
 void * operator new(std::size_t size)
 {
     if (t_left-- == 0) {
@@ -45,6 +46,12 @@ void * operator new(std::size_t size)
     }
     ++g_living;
     return std::malloc(size);
+}
+void * operator new(std::size_t size, std::nothrow_t const & /*unused*/) noexcept
+try {
+    return operator new(size);
+} catch (std::bad_alloc const &) {
+    return nullptr;
 }
 void operator delete(void * memory) noexcept
 {
