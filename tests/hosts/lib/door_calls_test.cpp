@@ -193,10 +193,20 @@ TEST(DoorValues, OfEachTypeAreJson)
     expect("[7,8]");
     (void)value.setFlatbuffersCopy("table", 5);
     expect(R"({"type":"flatbuffers","size":5})");
+    (void)value.setRaw("abc", 3);
+    expect(R"({"type":"raw","size":3})");
     for (char const * const body : {"true", "-5", "5", "0.5", R"("text")", "[true,false]", "[1,-2]", "[1,0.5]", "[]"}) {
         value = readValue(body);
         expect(std::strcmp(body, "[1,0.5]") == 0 ? "[1.0,0.5]" : body);
     }
+}
+
+TEST(DoorValues, OfMetadataAreCheckedFirst)
+{
+    NodeAnswer answer{comm::nodebus::NB_OK, Variant()};
+    EXPECT_THROW((void)metadataJson(answer, "node"), Refusal) << "another type";
+    (void)answer.value->setFlatbuffersCopy("table", 5);
+    EXPECT_THROW((void)metadataJson(answer, "node"), Refusal) << "damaged";
 }
 
 TEST_F(DoorTest, TellsWhatFailsWithinTheHost)

@@ -146,6 +146,7 @@ TEST_F(DoorRecords, ComeAsEventsInARowOverABreak)
     DoorTest::add("error", "axis.limits", "yes");
     EXPECT_THAT(numbersOf(filtered.rest("id: 712\n")), ElementsAre("712"));
     EXPECT_THAT(numbersOf(fromNow.rest("id: 712\n")), ElementsAreArray(sequence(709, 712)));
+    EXPECT_THAT(numbersOf(follow("?last=2&severity=w&unit=axis.limits").rest("id: 712\n")), ElementsAre("709", "712"));
 }
 
 TEST_F(DoorRecords, AreMissedByAReaderThatStallsAndByNoOther)

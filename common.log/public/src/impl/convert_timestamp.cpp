@@ -20,7 +20,7 @@ constexpr char kPairs[] =
     "9899";
 
 /// @param number  below 100
-void putPair(char * text, unsigned int number) noexcept { std::memcpy(text, &kPairs[2 * number], 2); }
+void putPair(char * text, std::size_t number) noexcept { std::memcpy(text, &kPairs[2 * number], 2); }
 
 /// Writes the usual text, of which every record has one, without the detour over a format that snprintf reads anew each
 /// time. `text` takes kLongestText characters and the terminator.
