@@ -26,7 +26,7 @@ std::string defaultRoot()
     }
     fs::path const prefix = program.parent_path().parent_path();
     for (char const * const folder : {"root", "share/common_log_trace"}) {
-        if (std::string const root = (prefix / folder).string(); hasTypeFile(root)) {
+        if (std::string root = (prefix / folder).string(); hasTypeFile(root)) {
             return root;
         }
     }

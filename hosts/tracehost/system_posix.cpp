@@ -50,7 +50,7 @@ fs::path programFile()
 
 fs::path stateFolder()
 {
-    fs::path const folder = common::log::host::pathFromEnvironment("XDG_STATE_HOME");
+    fs::path folder = common::log::host::pathFromEnvironment("XDG_STATE_HOME");
     if (!folder.empty()) {
         return folder;
     }
