@@ -42,7 +42,7 @@ constexpr char const * kDescription =
     "Runs a cyclic task, measures how late it wakes, and traces that and each line of its inputs\n"
     "to standard error. Closes with a summary on standard output.\n";
 
-constexpr char const * kFooter =
+constexpr char const * kFooterOfValues =
     "A DURATION is a whole number with ns, us, ms, s, m or h directly behind it, a SIZE one of bytes, or\n"
     "with KiB, MiB or GiB.\n"
     "\n"
@@ -50,11 +50,15 @@ constexpr char const * kFooter =
     "input.stdin (each line of standard input, unless that is a terminal) and, for each followed\n"
     "file, input. with the file's name, its dots as underscores. A pattern of --state knows * and ?;\n"
     "the first one that matches a unit's name decides. A saved state of a unit wins over --state.\n"
-    "\n"
+    "\n";
+
+constexpr char const * kFooterOfTheDoor =
     "While it runs, tracectl switches its units and reads its records. The newest of them lie in the\n"
     "file records.ring of the state directory, also after the process was killed; those of the run\n"
     "before in records.ring.old.\n"
-    "\n"
+    "\n";
+
+constexpr char const * kFooterOfTheRun =
     "A file is followed by its name: one that exists is read from its end on, one that appears\n"
     "later, or in the place of the first, from its beginning. It may grow, rotate, shrink, go and\n"
     "come back. SIGHUP opens all of them again.\n"
@@ -186,11 +190,22 @@ void addStoreOptions(CLI::App & app, Options & options)
     tree->excludes(forget);
 }
 
+/// Refuses what the system cannot give. Nobody asks for it who says that there shall be none.
+void checkRingAndDoor(std::string const & option, std::string const & text)
+{
+    if (!hasRingAndDoor()) {
+        refuse(option, "'" + text + "' cannot be had on this system");
+    }
+}
+
 std::uint64_t ringBytesOf(std::string const & text)
 {
     std::uint64_t const bytes = parseByteSize(text).value_or(1);
     if (bytes != 0 && (bytes < kSmallestRing || bytes > kLargestRing)) {
         refuse("--ring", "'" + text + "' is not a size from 1MiB to 16GiB, or 0");
+    }
+    if (bytes != 0) {
+        checkRingAndDoor("--ring", text);
     }
     return bytes;
 }
@@ -203,6 +218,9 @@ void addDoorOptions(CLI::App & app, Options & options)
                if (path.empty() || path.size() > kLongestSocketPath) {
                    refuse("--socket",
                           "'" + path + "' is not a path of 1 to " + std::to_string(kLongestSocketPath) + " characters");
+               }
+               if (path != "-") {
+                   checkRingAndDoor("--socket", path);
                }
                options.socket = path == "-" ? "" : path;
            },
@@ -317,7 +335,7 @@ CommandLine parseCommandLine(int argumentCount, char const * const * arguments)
     CLI::App app(kDescription, "tracehost");
     app.set_version_flag("--version", "tracehost " TRACEHOST_VERSION)->description("Show the version and end");
     app.set_help_flag("-h,--help", "Show this and end");
-    app.footer(kFooter);
+    app.footer(std::string(kFooterOfValues) + (hasRingAndDoor() ? kFooterOfTheDoor : "") + kFooterOfTheRun);
     app.get_formatter()->column_width(31);
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::Throw);
     addCycleOptions(app, options);

@@ -17,6 +17,9 @@ bool isSameFile(int left, int right);
 /// @return empty where a file that may come and go can be followed by this name; else why not
 std::string hindranceOfFollowing(std::string const & path);
 
+/// Whether there is a ring of the newest records here, and a door to the running program.
+bool hasRingAndDoor();
+
 /// @return empty where the system does not tell
 std::filesystem::path programFile();
 

@@ -41,6 +41,8 @@ std::string hindranceOfFollowing(std::string const & path)
     return ::access(path.c_str(), R_OK) == 0 ? "" : "cannot be read: " + std::generic_category().message(errno);
 }
 
+bool hasRingAndDoor() { return true; }
+
 fs::path programFile()
 {
     std::error_code failure;

@@ -39,6 +39,8 @@ bool isSameFile(int left, int right)
 
 std::string hindranceOfFollowing(std::string const & /*path*/) { return "cannot be followed on this system"; }
 
+bool hasRingAndDoor() { return false; }
+
 fs::path programFile()
 {
     std::array<wchar_t, 32'768> path{}; // the longest that there is

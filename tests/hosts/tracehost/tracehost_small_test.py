@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The reference host with its cycle, its standard input and its store, as it is on every system.
+"""The reference host where it has its cycle, its standard input and its store, and no more.
 
 tracehost_small_test.py SECONDS COMMAND...
 """
@@ -54,6 +54,11 @@ def main():
         table = run(command, "--state-dir", folder, "--list").stdout.decode().splitlines()
         rows = {row.split()[0]: row.split()[1:] for row in table}
         expect(rows["cycle.wakeup"] == ["mwe", "-", "-"], table)
+        for option, value in (("--ring", "8MiB"), ("--socket", "door"), ("--follow", "log")):
+            result = run(command, option, value, "--duration", "1ms")
+            expect(result.returncode == 2 and not result.stdout, result)
+            expect(re.fullmatch(rb"tracehost: %s: '%s' cannot be (had|followed) on this system\r?\n"
+                                % (option.encode(), value.encode()), result.stderr), result)
 
 
 if __name__ == "__main__":
