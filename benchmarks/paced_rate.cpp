@@ -2,12 +2,13 @@
 // worker, and the tap in front of the null device. The queue's 3200 entries and the worker's pause of 10 ms allow for
 // 320,000 a second, less what the worker needs for a drain and how late it wakes.
 //
-// paced_rate RATE SECONDS runs at that rate alone, for so long. Status 1 where a record was refused or lost, or where the
-// pace was not kept.
+// paced_rate RATE SECONDS runs at that rate alone, for so long, and shows what the machine does to a thread that sleeps as
+// the worker does. Status 1 where a record was refused or lost, or where the pace was not kept.
 
 #include "figures.h"
 #include "measured_call.h"
 #include "producers.h"
+#include "trace_queue.h"
 
 #include <common/log/host/record_tap.h>
 #include <common/log/trace.h>
@@ -15,6 +16,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -115,6 +117,43 @@ bool isWhole(host::RecordTapAccount const & account)
     return account.written == account.records;
 }
 
+/// A thread that only sleeps, for the worker's pause each time, and counts where it woke so late that a full cycle more
+/// would not find room in the queue. It says how much of a loss is the machine's.
+class Sleeper
+{
+public:
+    explicit Sleeper(unsigned int rate) : m_slack(std::int64_t{trace::kQueueSize} * kSecond / rate - kPause - kPeriod)
+    {}
+
+    void sleep(std::atomic<bool> const & isOver)
+    {
+        while (!isOver.load()) {
+            std::int64_t const begin = nanoseconds();
+            std::this_thread::sleep_for(std::chrono::nanoseconds(kPause));
+            std::int64_t const late = nanoseconds() - begin - kPause;
+            m_tooLate += late > m_slack ? 1U : 0U;
+            m_worst = std::max(m_worst, late);
+            ++m_all;
+        }
+    }
+
+    void print() const
+    {
+        std::printf("a thread that sleeps for %lld ms woke more than %.1f ms late %lu times of %lu, worst %.1f ms\n",
+                    static_cast<long long>(kPause / kMillisecond), static_cast<double>(m_slack) / kMillisecond,
+                    m_tooLate, m_all, static_cast<double>(m_worst) / kMillisecond);
+    }
+
+private:
+    static constexpr std::int64_t kMillisecond = kSecond / 1000;
+    static constexpr std::int64_t kPause = 10 * kMillisecond; ///< of the worker
+
+    std::int64_t m_slack;
+    std::int64_t m_worst = 0;
+    unsigned long m_tooLate = 0;
+    unsigned long m_all = 0;
+};
+
 int runAtRate(host::RecordTap const & tap, unsigned int rate, std::int64_t duration)
 {
     Run const done = runAfresh(rate, duration);
@@ -139,8 +178,16 @@ int main(int argumentCount, char ** arguments)
     options.descriptor = open("/dev/null", O_WRONLY | O_CLOEXEC);
     host::RecordTap const tap(options);
     if (rate != 0) {
+        Sleeper sleeper(static_cast<unsigned int>(rate));
+        std::atomic<bool> isOver{false};
+        std::thread thread([&] { sleeper.sleep(isOver); }); // ahead of the producer's priority, which it would inherit
         printPriority(takeRealTimePriority());
-        return runAtRate(tap, static_cast<unsigned int>(rate), static_cast<std::int64_t>(seconds) * kSecond);
+        int const status =
+            runAtRate(tap, static_cast<unsigned int>(rate), static_cast<std::int64_t>(seconds) * kSecond);
+        isOver.store(true);
+        thread.join();
+        sleeper.print();
+        return status;
     }
     // The threads that make the load are started ahead of the producer's priority, which they would inherit.
     std::atomic<bool> isBusy{false};
