@@ -81,7 +81,7 @@ class Scripts(unittest.TestCase):
             (self.bin / tool).symlink_to(shutil.which(tool, path="/usr/bin:/bin"))
         for name, text in FAKES.items():
             self.fake(self.bin / name, text)
-        for name in ("check_includes", "promises", "tidy"):
+        for name in ("check_includes", "fetch_sources", "promises", "tidy"):
             self.fake(self.tree / "scripts" / name, "")
 
     def fake(self, path, text):
@@ -159,6 +159,15 @@ class Scripts(unittest.TestCase):
         result = self.call("check", "--fast")
         self.assertEqual((result.returncode, result.stdout.splitlines()[-1]), (1, "3 passed, 2 failed"))
         self.assertEqual((len(self.calls("ctest")), self.calls("tidy")), (1, []))
+
+    def test_check_of_windows_is_a_part_of_all(self):
+        cases = {(): ["release", "asan"], ("--windows",): ["windows"], ("--all",): ["release", "windows", "asan"]}
+        for options, presets in cases.items():
+            with self.subTest(options):
+                before = len(self.calls("ctest"))
+                self.call("check", *options)
+                self.assertEqual([call.split()[2] for call in self.calls("ctest")[before:]], presets)
+        self.assertEqual((len(self.calls("fetch_sources")), len(self.calls("tidy"))), (2, 2))
 
     def test_check_long_tries_the_promises_instead(self):
         for status in (0, 1):

@@ -79,7 +79,7 @@ TEST(DeleteOfAThreadOnPosix, LeavesPipeFileAndErrorStreamUnlockedAndGoodWhereIts
         [](Subject & subject) { (void)!write(subject.descriptor, "a block of bytes", 16); },
         [](Subject & subject) { std::fputs("a line that goes out at once\n", subject.file); }, &writeToErrorStream};
     int const previous = dup(STDERR_FILENO);
-    for (unsigned i = 0; i < 300; ++i) {
+    for (int i = 0; i < 300 / kShare; ++i) {
         FullPipe pipe;
         auto subject = std::make_unique<Subject>();
         subject->round = kRounds[i % 3];

@@ -1,4 +1,4 @@
-#include "thread_support.h"
+#include "thread_delete_support.h"
 
 #include <pthread.h>
 #include <sched.h>
@@ -31,7 +31,7 @@ void bind(pid_t process, std::uint64_t cores)
 } // namespace
 
 std::uint32_t const kDeletedFromAWait = ZEP_STOPPED_IN_PLACE;
-int const kShare = 1;
+int const kShare = kHasLeakSanitizer ? 4 : 1;
 
 std::string nameOfThread()
 {
