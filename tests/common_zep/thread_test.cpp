@@ -60,7 +60,7 @@ TEST_P(ThreadHandle, OfAnEndedThreadServesUntilItIsReleased)
 
 TEST_P(ThreadHandle, IsReleasedOnceForManyCallers)
 {
-    for (int round = 0; round < 50 / kShare && GetParam().isReleasing; ++round) {
+    for (int round = 0; round < 10 && GetParam().isReleasing; ++round) {
         std::atomic<bool> mayEnd{false};
         Work work = [&mayEnd] {
             while (!mayEnd) {
