@@ -209,6 +209,31 @@ TEST(DoorValues, OfMetadataAreCheckedFirst)
     EXPECT_THROW((void)metadataJson(answer, "node"), Refusal) << "damaged";
 }
 
+/// A node of another provider, which has nothing to say.
+class SilentNode : public ConfigProviderNode
+{
+public:
+    using ConfigProviderNode::ConfigProviderNode;
+    void onRead(std::string const & /*address*/, Variant const * /*data*/, NodeCallback const & answer) override
+    {
+        answer(NB_OK_NO_CONTENT, nullptr);
+    }
+};
+
+TEST_F(DoorTest, PassesAnAnswerWithoutContentOn)
+{
+    SilentNode node(manager);
+    auto const other = service.makeProvider();
+    (void)other->start();
+    ASSERT_EQ(other->registerNode("silent", &node), NB_OK);
+    open();
+    HttpAnswer const answer = call("GET /nodes/silent");
+    EXPECT_EQ(answer.status, 204);
+    EXPECT_EQ(answer.body, "");
+    door.reset();
+    EXPECT_EQ(other->unregisterNode("silent"), NB_OK);
+}
+
 TEST_F(DoorTest, TellsWhatFailsWithinTheHost)
 {
     host.forget = []() -> bool { throw std::runtime_error("no \xff such disk"); };
