@@ -10,10 +10,13 @@ namespace common::log::host {
 
 namespace {
 
-// A text goes out in the third pass that sees it, which is between 60 and 90 ms after its first insertion. A shorter
-// time would more often cut a record whose thread was only preempted.
-constexpr std::chrono::milliseconds kSweepPeriod{30};
+// A text goes out in the third pass that sees it, which is between 60 and 90 hundredths of the time of rests after its
+// first insertion. A shorter time would more often cut a record whose thread was only preempted.
 constexpr unsigned kSweepPasses = 3;
+constexpr std::chrono::milliseconds kShortestRestTime{10};
+constexpr std::chrono::milliseconds kLongestRestTime = std::chrono::hours(24);
+
+std::chrono::milliseconds sweepPeriod(RecordTapOptions const & options) { return options.restTime / 10 * 3; }
 
 // Owners of the last line beside the threads, which count from 1.
 constexpr std::uint64_t kAnybody = ~std::uint64_t{0}; // the line has its end
@@ -31,6 +34,7 @@ RecordTapOptions corrected(RecordTapOptions options)
 {
     // What is above has no room in memory anyway, but could overflow in sums.
     options.limitBytes = std::clamp<std::size_t>(options.limitBytes, 1, std::numeric_limits<std::size_t>::max() / 4);
+    options.restTime = std::clamp(options.restTime, kShortestRestTime, kLongestRestTime);
     return options;
 }
 
@@ -67,7 +71,7 @@ TapCore::TapCore(RecordTapOptions options, Process process)
     if (m_options.batchPeriod.count() > 0) {
         m_batch = std::make_unique<TapBatch>(m_options, m_outputMutex, m_counters);
     }
-    m_sweeper = std::make_unique<PeriodicThread>("RecordTap", kSweepPeriod, [this] { sweep(); });
+    m_sweeper = std::make_unique<PeriodicThread>("RecordTap", sweepPeriod(m_options), [this] { sweep(); });
 }
 
 TapCore::~TapCore() { m_sweeper.reset(); }

@@ -102,7 +102,8 @@ TEST_P(RecordTapStress, IsWholeAndInOrder)
             StressReader::addToHash(hash, record.number == ++lastNumber ? record.text : "a gap");
         };
         RecordTapOptions tapOptions = options(pipe.writer(), {sink});
-        tapOptions.batchBytes = std::size_t{1} << 27; // room for what a slow reader leaves there
+        tapOptions.batchBytes = std::size_t{1} << 27;   // room for what a slow reader leaves there
+        tapOptions.restTime = std::chrono::minutes(10); // where there are more threads than cores, some wait for long
         RecordTap tap(tapOptions);
         std::vector<std::thread> threads;
         for (unsigned thread = 0; thread < kStressThreads; ++thread) {

@@ -51,6 +51,9 @@ struct RecordTapOptions
     std::chrono::milliseconds batchPeriod{0};
     /// Of what waits so; as much again may be under way to the descriptor. At least a record of the limit.
     std::size_t batchBytes = std::size_t{4} * 1024 * 1024;
+    /// After how long at the latest a sweep brings out what was left without a flush; 10 ms to a day. A thread that is
+    /// held up for most of it in the midst of a record gets that cut in two.
+    std::chrono::milliseconds restTime{100};
 };
 
 /// Why a record did not reach the descriptor, or only in part.
@@ -95,7 +98,7 @@ struct RecordTapAccount
 ///
 /// The records of this system begin with a line end and end with a flush. A thread's insertions gather in a buffer of
 /// its own until that flush. What is left without one goes out at the thread's next flush, at its end, when the tap is
-/// taken off, and otherwise by a sweep at the latest 100 ms later. That cuts a record whose thread is held up for so
+/// taken off, and otherwise by a sweep, `restTime` later at the latest. That cuts a record whose thread is held up for so
 /// long in the midst of it; what follows then stands on a line of its own, if another record came between.
 ///
 /// A flush behind nothing but line ends is put off, since lines that begin with `std::endl` and end without a flush
