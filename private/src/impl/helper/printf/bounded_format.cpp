@@ -181,12 +181,14 @@ char const * writeCommonForm(BoundedText & out, char const * position, ArgumentL
 
 // NOLINTEND(clang-analyzer-valist.Uninitialized, bugprone-branch-clone)
 
+/// By the C library, which looks at many characters at a time and never behind the end.
 char const * endOfText(char const * position)
 {
-    while (*position != '%' && *position != '\0') {
-        ++position;
+    if (*position == '%' || *position == '\0') {
+        return position; // as between two conversions and behind the last one, most of the time
     }
-    return position;
+    char const * const end = std::strchr(position, '%');
+    return end != nullptr ? end : position + std::strlen(position);
 }
 
 /// Writes the text up to the next conversion.
@@ -194,21 +196,8 @@ char const * endOfText(char const * position)
 /// @return at its percent sign, or at the end of the format
 char const * writeLiteral(BoundedText & out, char const * position)
 {
-    char * const written = out.next();
-    std::size_t const room = out.room();
-    std::size_t count = 0;
-    for (; count != room; ++count) {
-        char const character = position[count];
-        if (character == '%' || character == '\0') {
-            out.goOnAt(written + count);
-            return position + count;
-        }
-        written[count] = character;
-    }
-    out.goOnAt(written + count);
-    position += count;
     char const * const end = endOfText(position);
-    out.put(position, static_cast<std::size_t>(end - position)); // what there is no room for
+    out.put(position, static_cast<std::size_t>(end - position));
     return end;
 }
 
