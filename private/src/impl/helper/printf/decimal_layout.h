@@ -2,9 +2,8 @@
 
 #include "helper/printf/bounded_text.h"
 #include "helper/printf/conversion.h"
+#include "helper/printf/digits.h"
 #include "helper/printf/field.h"
-#include "helper/printf/integer.h"
-#include "helper/printf/scaled_integer.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -89,7 +88,7 @@ inline bool isLiftedByRounding(double value, std::int64_t exponent, std::int64_t
 {
     constexpr std::int64_t kLastWithFraction = 16; // a larger number of so many digits is a whole one
     return exponent == wanted && wanted <= kLastWithFraction &&
-           value < static_cast<double>(powerOfTen(static_cast<unsigned int>(wanted)));
+           value < static_cast<double>(kPowersOfTen[static_cast<std::size_t>(wanted)]);
 }
 
 /// @param wanted  the digits that were rounded to, at least one

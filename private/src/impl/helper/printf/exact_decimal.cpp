@@ -1,6 +1,6 @@
 #include "helper/printf/exact_decimal.h"
 
-#include "helper/printf/scaled_integer.h"
+#include "helper/printf/digits.h"
 
 #include <algorithm>
 
@@ -122,7 +122,7 @@ int ExactDecimal::firstDigit() const noexcept
         return m_wholeBlocks * kDigits - 1; // of the number 0, that in front of the point
     }
     int digit = kDigits - 1;
-    while (m_blocks[block] >= powerOfTen(static_cast<unsigned int>(kDigits - digit))) {
+    while (m_blocks[block] >= kPowersOfTen[static_cast<std::size_t>(kDigits - digit)]) {
         --digit;
     }
     return block * kDigits + digit;
@@ -142,7 +142,7 @@ void ExactDecimal::roundToPlaces(std::int64_t places) noexcept
     }
     int const block = static_cast<int>(last) / kDigits;
     auto const unit = static_cast<std::uint32_t>(
-        powerOfTen(static_cast<unsigned int>(kDigits - 1 - static_cast<int>(last) % kDigits)));
+        kPowersOfTen[static_cast<std::size_t>(kDigits - 1 - static_cast<int>(last) % kDigits)]);
     bool const isWholeBlock = unit == 1;
     std::uint32_t const rest = isWholeBlock ? m_blocks[block + 1] : m_blocks[block] % unit;
     std::uint32_t const half = (isWholeBlock ? kBase : unit) / 2;

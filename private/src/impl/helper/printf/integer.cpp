@@ -1,21 +1,14 @@
 #include "helper/printf/integer.h"
 
+#include "helper/printf/digits.h"
 #include "helper/printf/field.h"
 #include "helper/printf/text.h"
-
-#include <cstring>
 
 namespace common::log::trace {
 
 namespace {
 
 constexpr unsigned int kMaximalDigits = 22; // of 64 bits to the base 8
-
-constexpr std::uint64_t kLargestPowerOfTen = 10'000'000'000'000'000'000U;
-
-constexpr char kPairs[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839404142434445"
-                          "46474849505152535455565758596061626364656667686970717273747576777879808182838485868788899091"
-                          "9293949596979899";
 
 char * writeBinaryDigitsInFrontOf(char * end, std::uint64_t number, unsigned int bitsOfDigit, bool isUpperCase)
 {
@@ -43,39 +36,6 @@ void writeNumber(BoundedText & out, Conversion const & conversion, NumberPrefix 
 }
 
 } // namespace
-
-char * writeDigitsInFrontOf(char * end, std::uint64_t number) noexcept
-{
-    while (number >= 100) {
-        end -= 2;
-        std::memcpy(end, kPairs + 2 * (number % 100), 2);
-        number /= 100;
-    }
-    if (number >= 10) {
-        end -= 2;
-        std::memcpy(end, kPairs + 2 * number, 2);
-    } else if (number != 0) {
-        *--end = static_cast<char>('0' + number);
-    }
-    return end;
-}
-
-char * writeDigitsAt(char * position, std::uint64_t number) noexcept
-{
-    if (number < 10) {
-        *position = static_cast<char>('0' + number);
-        return position + 1;
-    }
-    char * end = position + 2;
-    for (std::uint64_t limit = 100; number >= limit; limit *= 10) {
-        ++end;
-        if (limit == kLargestPowerOfTen) {
-            break;
-        }
-    }
-    (void)writeDigitsInFrontOf(end, number);
-    return end;
-}
 
 void writeSigned(BoundedText & out, Conversion const & conversion, std::int64_t number) noexcept
 {

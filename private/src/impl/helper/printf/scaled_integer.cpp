@@ -1,29 +1,19 @@
 #include "helper/printf/scaled_integer.h"
 
+#include "helper/printf/digits.h"
+
+#include <cstddef>
+
 namespace common::log::trace {
 
 namespace {
 
 __extension__ using Wide = unsigned __int128;
 
-constexpr unsigned int kMaximalPowerOfFive = 27; // below 2^63, so that its product with a mantissa is below 2^116
-constexpr unsigned int kMaximalPowerOfTen = 19;
+constexpr std::int64_t kMaximalPowerOfFive = 27; // below 2^63, so that its product with a mantissa is below 2^116
+constexpr std::int64_t kMaximalPowerOfTen = kPowersOfTen.size() - 1;
 
-template <std::uint64_t kBase, unsigned int kMaximalPower>
-struct Powers
-{
-    constexpr Powers() noexcept : values{1}
-    {
-        for (unsigned int i = 1; i <= kMaximalPower; ++i) {
-            values[i] = values[i - 1] * kBase;
-        }
-    }
-
-    std::uint64_t values[kMaximalPower + 1];
-};
-
-constexpr Powers<5, kMaximalPowerOfFive> kPowersOfFive;
-constexpr Powers<10, kMaximalPowerOfTen> kPowersOfTen;
+constexpr auto kPowersOfFive = powersOf<5, kMaximalPowerOfFive + 1>();
 
 /// A quotient, with what decides on its last digit.
 bool setRounded(Wide quotient, bool isAboveHalf, bool isHalf, std::uint64_t & result)
@@ -39,7 +29,7 @@ bool setRounded(Wide quotient, bool isAboveHalf, bool isHalf, std::uint64_t & re
 /// 10^power is 5^power * 2^power, and powers of two are shifts.
 bool multiply(BinaryNumber number, int power, std::uint64_t & result)
 {
-    Wide const product = Wide{number.mantissa} * kPowersOfFive.values[power];
+    Wide const product = Wide{number.mantissa} * kPowersOfFive[static_cast<std::size_t>(power)];
     int const shift = -(number.exponent + power);
     if (shift > 0 && shift < 64) { // as for numbers of moderate size: one word is all that is shifted out
         std::uint64_t const unit = std::uint64_t{1} << shift;
@@ -80,7 +70,7 @@ bool divide(BinaryNumber number, int power, std::uint64_t & result)
         whole = 0;
         hasFraction = number.mantissa != 0;
     }
-    std::uint64_t const divisor = kPowersOfTen.values[power];
+    std::uint64_t const divisor = kPowersOfTen[static_cast<std::size_t>(power)];
     Wide const quotient = whole / divisor;
     auto const rest = static_cast<std::uint64_t>(whole - quotient * divisor);
     std::uint64_t const half = divisor / 2;
@@ -89,11 +79,9 @@ bool divide(BinaryNumber number, int power, std::uint64_t & result)
 
 } // namespace
 
-std::uint64_t powerOfTen(unsigned int power) noexcept { return kPowersOfTen.values[power]; }
-
 bool scaleToInteger(BinaryNumber number, std::int64_t power, std::uint64_t & result) noexcept
 {
-    if (power > std::int64_t{kMaximalPowerOfFive} || power < -std::int64_t{kMaximalPowerOfTen}) {
+    if (power > kMaximalPowerOfFive || power < -kMaximalPowerOfTen) {
         return false;
     }
     return power < 0 ? divide(number, static_cast<int>(-power), result)

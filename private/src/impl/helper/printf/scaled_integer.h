@@ -6,9 +6,6 @@
 
 namespace common::log::trace {
 
-/// @param power  at most 19
-std::uint64_t powerOfTen(unsigned int power) noexcept;
-
 /// Computes number * 10^power, rounded to a whole number: half to even, on the exact product.
 ///
 /// @return false where 128 bits cannot hold the product or 63 bits the result, which is unchanged then

@@ -1,6 +1,6 @@
 #include "helper/printf/short_decimal.h"
 
-#include "helper/printf/integer.h"
+#include "helper/printf/digits.h"
 #include "helper/printf/scaled_integer.h"
 
 #include <algorithm>
@@ -65,7 +65,7 @@ bool ShortDecimal::roundToDigits(double value, BinaryNumber number, std::int64_t
         int exponent = decimalExponentOfPower(number.exponent + static_cast<int>(kFractionBits));
         std::uint64_t scaled = 0;
         while (scaleToInteger(number, digits - 1 - exponent, scaled)) {
-            if (scaled < powerOfTen(static_cast<unsigned int>(digits))) {
+            if (scaled < kPowersOfTen[static_cast<std::size_t>(digits)]) {
                 setScaled(scaled, static_cast<int>(digits) - 1 - exponent);
                 return true;
             }
