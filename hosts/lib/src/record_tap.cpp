@@ -13,16 +13,6 @@ namespace common::log::host {
 
 namespace {
 
-/// This thread's place in a core. Without constructor and destructor, so that an insertion reads it directly, and
-/// also behind the end of the thread's other objects.
-struct Place
-{
-    std::uint64_t coreId;
-    ThreadText * text;
-    bool hasEnded;
-};
-thread_local Place t_place = {0, nullptr, false};
-
 /// Keeps the buffer that the place points to. A core that is gone by the end of the thread has taken everything before.
 class Membership
 {
@@ -129,8 +119,7 @@ RecordTapAccount RecordTap::account() const { return m_core->account(); }
 
 std::streamsize RecordTap::xsputn(char const * text, std::streamsize size)
 {
-    if (t_place.coreId == m_core->id() && !TapCore::isInSink() &&
-        t_place.text->appendQuickly({text, static_cast<std::size_t>(size)})) {
+    if (t_place.coreId == m_core->id() && t_place.text->appendQuickly({text, static_cast<std::size_t>(size)})) {
         return size;
     }
     return insert(m_core, text, size);

@@ -166,6 +166,7 @@ void TapCore::handOver(std::string_view record, RecordEnd end)
     TappedRecord const tapped{++m_lastRecord, record, end};
     m_counters.records.store(m_lastRecord, std::memory_order_relaxed); // nobody else counts these
     t_isInSink = true;
+    std::uint64_t const coreId = std::exchange(t_place.coreId, 0); // so that an insertion needs one look for both
     for (RecordSink const & sink : m_options.sinks) {
         try {
             sink(tapped);
@@ -173,6 +174,7 @@ void TapCore::handOver(std::string_view record, RecordEnd end)
             TapCounters::count(m_counters.sinkFailures);
         }
     }
+    t_place.coreId = coreId;
     t_isInSink = false;
 }
 

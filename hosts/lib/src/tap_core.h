@@ -16,6 +16,16 @@
 
 namespace common::log::host {
 
+/// This thread's place in a core. Without constructor and destructor, so that an insertion reads it directly, and also
+/// behind the end of the thread's other objects.
+struct ThreadPlace
+{
+    std::uint64_t coreId; ///< 0 for none, and inside a sink
+    ThreadText * text;
+    bool hasEnded;
+};
+inline thread_local ThreadPlace t_place = {0, nullptr, false};
+
 /// The tap without its stream: gathers, numbers, hands to the sinks, writes, counts.
 ///
 /// Locks: that of the output keeps number, sinks and place in the stream together, and guards the texts of the threads.

@@ -12,9 +12,10 @@ constexpr std::size_t kUsualBytes = 1024; // more than nearly all records have
 } // namespace
 
 ThreadText::ThreadText(std::uint64_t threadNumber, std::size_t limitBytes)
-    : number(threadNumber), m_limitBytes(limitBytes), m_capacity(std::min(kUsualBytes, kBegin + limitBytes))
+    : number(threadNumber), m_limitBytes(limitBytes)
 {
-    m_buffer = std::make_unique<char[]>(m_capacity);
+    std::size_t const capacity = std::min(kUsualBytes, kBegin + limitBytes);
+    replaceBuffer(std::make_unique<char[]>(capacity), capacity);
 }
 
 bool ThreadText::appendWithoutLock(std::string_view text) noexcept
@@ -57,11 +58,17 @@ void ThreadText::makeRoomFor(std::size_t bytes)
         std::size_t const capacity = std::min(std::max(needed, 2 * m_capacity), kBegin + m_limitBytes);
         auto larger = std::make_unique<char[]>(capacity);
         (void)rest.copy(larger.get() + kBegin, rest.size());
-        m_buffer = std::move(larger);
-        m_capacity = capacity;
+        replaceBuffer(std::move(larger), capacity);
     }
     m_begin = kBegin;
     m_end.store(kBegin + rest.size(), std::memory_order_relaxed);
+}
+
+void ThreadText::replaceBuffer(std::unique_ptr<char[]> buffer, std::size_t capacity) noexcept
+{
+    m_buffer = std::move(buffer);
+    m_capacity = capacity;
+    m_quickEnd = capacity - std::min(capacity, kShortBytes);
 }
 
 void ThreadText::clear() noexcept

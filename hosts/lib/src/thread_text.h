@@ -30,8 +30,7 @@ public:
     bool appendQuickly(std::string_view text) noexcept
     {
         std::size_t const end = m_end.load(std::memory_order_relaxed); // this thread's own
-        if (text.size() - 1 >= kShortBytes || text.size() > m_capacity - end ||
-            (text.front() == '\n' && !isFresh(end))) {
+        if (text.size() - 1 >= kShortBytes || end > m_quickEnd || (text.front() == '\n' && !isFresh(end))) {
             return false;
         }
         copyShort(m_buffer.get() + end, text);
@@ -70,8 +69,8 @@ public:
     unsigned passes = 0;                     ///< passes of the sweep that have seen this text
 
 private:
-    static constexpr std::size_t kBegin = 1; ///< the byte ahead is room for a line end
-    static constexpr std::size_t kShortBytes = 32;
+    static constexpr std::size_t kBegin = 1;       ///< the byte ahead is room for a line end
+    static constexpr std::size_t kShortBytes = 64; ///< more than most messages have
 
     /// From both ends of the text, so that the two parts may overlap.
     template <std::size_t kBytes>
@@ -80,7 +79,7 @@ private:
         std::memcpy(to, text.data(), kBytes);
         std::memcpy(to + text.size() - kBytes, text.data() + text.size() - kBytes, kBytes);
     }
-    /// @param text  of 1 to 32 bytes
+    /// @param text  of 1 to kShortBytes bytes
     static void copyShort(char * to, std::string_view text) noexcept
     {
         if (text.size() == 1) {
@@ -91,8 +90,10 @@ private:
             copyEnds<4>(to, text);
         } else if (text.size() < 16) {
             copyEnds<8>(to, text);
-        } else {
+        } else if (text.size() <= 32) {
             copyEnds<16>(to, text);
+        } else {
+            copyEnds<32>(to, text);
         }
     }
 
@@ -100,10 +101,12 @@ private:
     /// where the end is still there.
     bool isFresh(std::size_t end) const noexcept { return end == kBegin && !isFlushOwed && !isContinued; }
     void makeRoomFor(std::size_t bytes);
+    void replaceBuffer(std::unique_ptr<char[]> buffer, std::size_t capacity) noexcept;
 
     std::size_t const m_limitBytes;
     std::unique_ptr<char[]> m_buffer;
     std::size_t m_capacity; ///< at most what the limit and the byte ahead take
+    std::size_t m_quickEnd; ///< up to here, any short text fits behind the end; 0 where none does
     std::size_t m_begin = kBegin;
     std::atomic<std::size_t> m_end{kBegin};
 };
