@@ -6,9 +6,9 @@
 #include <common/log/convert_timestamp.h>
 
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <iostream>
-#include <string_view>
 
 namespace common::log {
 
@@ -21,17 +21,21 @@ constexpr int kMessageSize = 256;
 using RecordTexts = char const * const[11];
 
 /// Field by field: the record stands nowhere in memory as a whole, so that its length has no limit.
+///
+/// @param insert  takes a text, and answers whether the next one shall follow
+/// @return whether all followed
 template <typename Insert>
-void insertRecord(char const * time, RecordTexts const & texts, char const * message, Insert const & insert)
+bool insertRecord(char const * time, RecordTexts const & texts, char const * message, Insert const & insert)
 {
-    insert("\n");
-    insert(time);
-    for (char const * const text : texts) {
-        insert("|");
-        insert(text);
+    if (!insert("\n") || !insert(time)) {
+        return false;
     }
-    insert("|");
-    insert(message);
+    for (char const * const text : texts) {
+        if (!insert("|") || !insert(text)) {
+            return false;
+        }
+    }
+    return insert("|") && insert(message);
 }
 
 /// Whether an insertion does nothing beside handing its text to the buffer of the stream: it neither flushes nor fills
@@ -47,13 +51,13 @@ bool isPlain(std::ostream const & stream)
 void insertPlainly(std::ostream & stream, char const * time, RecordTexts const & texts, char const * message)
 try {
     std::streambuf & buffer = *stream.rdbuf();
-    bool isTaken = true;
-    insertRecord(time, texts, message, [&](std::string_view text) {
+    bool const isTaken = insertRecord(time, texts, message, [&](char const * text) {
         // As with the operators, nothing follows what was not taken, and an empty text is no call.
-        if (isTaken && !text.empty()) {
-            auto const size = static_cast<std::streamsize>(text.size());
-            isTaken = buffer.sputn(text.data(), size) == size;
+        if (*text == '\0') {
+            return true;
         }
+        auto const size = static_cast<std::streamsize>(std::strlen(text));
+        return buffer.sputn(text, size) == size;
     });
     if (!isTaken) {
         stream.setstate(std::ios_base::badbit);
@@ -73,7 +77,10 @@ void writeRecord(timespec const & timestamp, RecordTexts const & texts, char con
     if (isPlain(std::cerr)) {
         insertPlainly(std::cerr, time, texts, message);
     } else {
-        insertRecord(time, texts, message, [](std::string_view text) { std::cerr << text; });
+        (void)insertRecord(time, texts, message, [](char const * text) {
+            std::cerr << text;
+            return true; // of a stream that takes no more, the operators see to it
+        });
     }
     std::cerr << std::flush;
 }
