@@ -4,14 +4,16 @@
 #include <common/log/trace/enabling_state.h>
 #include <common/log/trace/main_diagnosis_code.h>
 
+#include <string_view>
+
 namespace common::log::trace {
 
 /// What the class of a main diagnosis code decides.
 struct Severity
 {
     PriorityType priority;
-    char const * titleStart;   ///< the title of a record is this and the unit name
-    bool EnablingState::*flag; ///< null for an invalid class, which no flag holds back
+    std::string_view titleStart; ///< the title of a record is this and the unit name
+    bool EnablingState::*flag;   ///< null for an invalid class, which no flag holds back
 
     bool isValid() const noexcept { return flag != nullptr; }
 };
