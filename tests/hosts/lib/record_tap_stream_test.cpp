@@ -187,6 +187,29 @@ TEST(RecordTapStream, BringsOutAnOversizedRecordInPieces)
     EXPECT_EQ(tap.account().oversized, 1U);
 }
 
+TEST(RecordTapStream, TakesInsertionsOfAnySizeUpToAnyLimit)
+{
+    std::string text;
+    for (char character = 'A'; text.size() < 100;
+         character = character == 'z' ? 'A' : static_cast<char>(character + 1)) {
+        text += character;
+    }
+    for (std::size_t const limit : {7U, 63U, 64U, 65U, 90U, 65536U}) {
+        Channel packets = Channel::packets();
+        RecordTap const tap({packets.writer(), {}, limit});
+        for (std::size_t size = 1; size <= text.size(); ++size) {
+            std::string const sent = text.substr(text.size() - size) + text.substr(0, size) + '\n';
+            std::thread writing([&] { std::cerr << sent.substr(0, size) << sent.substr(size) << std::flush; });
+            std::string received;
+            while (received.size() < sent.size()) {
+                received += packets.next();
+            }
+            writing.join();
+            ASSERT_EQ(received, sent) << "limit " << limit;
+        }
+    }
+}
+
 TEST(RecordTapStream, IsAsBeforeAfterTheRemoval)
 {
     std::streambuf * const buffer = std::cerr.rdbuf();
